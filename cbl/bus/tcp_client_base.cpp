@@ -1,0 +1,306 @@
+#include "cbl/bus/tcp_client_base.h"
+
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <optional>
+#include <utility>
+
+#include "cbl/net/tcp_socket.h"
+#include "cbl/net/unix_socket.h"
+#include "cbl/net/wait.h"
+
+namespace cbl {
+
+namespace {
+
+constexpr std::int32_t kDefaultConnectTimeoutMs = 6000;
+constexpr std::int32_t kInitialIoTimeoutMs = 3000;
+constexpr std::int32_t kDefaultIoTimeoutMs = 6000;  // not the initial one: an asymmetry that hosts have come to know
+constexpr std::int32_t kLargestPort = 65535;
+constexpr std::int32_t kHandshakeTimeoutMs = 3000;
+constexpr int kSendWaitAttempts = 4;
+
+bool isTransient(int error) {
+  return error == EAGAIN || error == EINTR;
+}
+
+}  // namespace
+
+CTcpClientBase::CTcpClientBase() : connectTimeoutMs_(kDefaultConnectTimeoutMs), ioTimeoutMs_(kInitialIoTimeoutMs) {}
+
+CTcpClientBase::~CTcpClientBase() {
+  closeAndJoin();
+}
+
+std::int32_t CTcpClientBase::setConnectTimeout(std::int32_t ms) {
+  connectTimeoutMs_ = ms > 0 ? ms : kDefaultConnectTimeoutMs;
+  return 0;
+}
+
+std::int32_t CTcpClientBase::setIoTimeout(std::int32_t ms) {
+  ioTimeoutMs_ = ms > 0 ? ms : kDefaultIoTimeoutMs;
+  return 0;
+}
+
+std::int32_t CTcpClientBase::setTcpAddress(const std::string& host, std::int32_t port) {
+  if (host.empty() || port > kLargestPort) return -1;
+  {
+    const std::lock_guard lock(mutex_);
+    if (tcpMode_ && host_ == host && port_ == port) return 0;
+  }
+  close();
+  const std::lock_guard lock(mutex_);
+  host_ = host;
+  port_ = port;
+  tcpMode_ = true;
+  return 0;
+}
+
+std::int32_t CTcpClientBase::setUnixPath(const std::string& path) {
+  if (path.empty()) return -1;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!tcpMode_ && unixPath_ == path) return 0;
+  }
+  close();
+  const std::lock_guard lock(mutex_);
+  unixPath_ = path;
+  tcpMode_ = false;
+  return 0;
+}
+
+std::int32_t CTcpClientBase::openConnection(std::int32_t timeoutMs, const std::string& interfaceName,
+                                            Socket& opened) const {
+  std::unique_lock lock(mutex_);
+  const bool tcpMode = tcpMode_;
+  const std::string host = host_;
+  const std::int32_t port = port_;
+  const std::string path = unixPath_;
+  lock.unlock();
+
+  const std::int32_t timeout = timeoutMs > 0 ? timeoutMs : connectTimeoutMs_.load();
+  std::int32_t number = -1;
+  if (!tcpMode && !path.empty()) {
+    if (connectUnix(path, number, timeout) != 0) return -1;
+    opened = std::make_shared<CDescriptor>(number);
+    return 0;
+  }
+  if (tcpMode && !host.empty() && port >= 0) {
+    if (createTcpSocket(number, true, interfaceName, "", -1) != 0) return -1;
+    const Socket created = std::make_shared<CDescriptor>(number);
+    if (connectTcp(number, host, port, timeout, std::nullopt) != 0) return -2;
+    opened = created;
+    return 0;
+  }
+  return -127;
+}
+
+std::int32_t CTcpClientBase::connect(std::int32_t timeoutMs, const std::string& interfaceName) {
+  close();
+  Socket opened;
+  const std::int32_t result = openConnection(timeoutMs, interfaceName, opened);
+  if (result != 0) return result;
+  const std::lock_guard lock(mutex_);
+  socket_ = std::move(opened);
+  return 0;
+}
+
+std::int32_t CTcpClientBase::close() {
+  stopAutoRecv();
+
+  const std::lock_guard lock(mutex_);
+  if (loop_) {
+    loop_->abandon();
+    if (loop_->hasEnded()) {
+      loop_->join();
+    } else {
+      earlierLoops_.push_back(std::move(loop_));
+    }
+  }
+  loop_.reset();
+  socket_.reset();
+  return 0;
+}
+
+void CTcpClientBase::closeAndJoin() {
+  close();
+  std::vector<Loop> loops;
+  {
+    const std::lock_guard lock(mutex_);
+    loops.swap(earlierLoops_);
+  }
+  for (const Loop& loop : loops) loop->join();
+}
+
+bool CTcpClientBase::isConnected() const {
+  return currentSocket() != nullptr;
+}
+
+bool CTcpClientBase::isAutoRecv() const {
+  const Loop loop = currentLoop();
+  return loop && loop->isRunning();
+}
+
+std::int32_t CTcpClientBase::recv(char* buffer, std::int32_t length, std::int32_t timeoutMs) {
+  const Socket socket = currentSocket();
+  if (!socket || buffer == nullptr || length <= 0) return -1;
+  if (receiveThreadAlive()) return -2;
+
+  const std::int32_t ready =
+      waitFor(socket->number(), WaitFor::kReadable, timeoutMs > 0 ? timeoutMs : ioTimeoutMs_.load());
+  if (ready < 0) return isTransient(errno) ? 0 : -3;
+  if (ready == 0) return 0;
+
+  const ssize_t count = ::recv(socket->number(), buffer, static_cast<std::size_t>(length), MSG_NOSIGNAL);
+  if (count < 0) return isTransient(errno) ? 0 : -4;
+  if (count == 0) close();
+  return static_cast<std::int32_t>(count);
+}
+
+// Result: 1 writable; 0 time-out; -3 the wait failed, also when signals cut all attempts short.
+std::int32_t CTcpClientBase::waitWritable(const CDescriptor& socket, std::int32_t timeoutMs) const {
+  for (int attempt = 0; attempt < kSendWaitAttempts; ++attempt) {
+    const std::int32_t ready = waitFor(socket.number(), WaitFor::kWritable, timeoutMs);
+    if (ready >= 0) return ready;
+    if (!isTransient(errno)) return -3;
+  }
+  return -3;
+}
+
+std::int32_t CTcpClientBase::send(const char* data, std::int32_t length, std::int32_t timeoutMs) {
+  if (data == nullptr || length <= 0) return -1;
+  if (!isConnected() && connect(-1, "") != 0) return -2;
+  const Socket socket = currentSocket();
+  if (!socket) return -2;
+
+  // The send is tried before any wait: it nearly always goes out at once, and the results are the same.
+  std::int32_t sent = 0;
+  while (sent < length) {
+    const ssize_t count =
+        ::send(socket->number(), data + sent, static_cast<std::size_t>(length - sent), MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (count > 0) {
+      sent += static_cast<std::int32_t>(count);
+      continue;
+    }
+    if (count == 0) return sent;
+    if (errno == EINTR) continue;
+    if (errno != EAGAIN) {
+      close();
+      return -4;
+    }
+    if (sent == 0) {
+      const std::int32_t ready = waitWritable(*socket, timeoutMs > 0 ? timeoutMs : ioTimeoutMs_.load());
+      if (ready <= 0) return ready;
+    } else {
+      waitFor(socket->number(), WaitFor::kWritable, -1);  // a frame once begun is finished, however long it takes
+    }
+  }
+  return length;
+}
+
+std::int32_t CTcpClientBase::enableAutoRecv(bool on, const ReceiveCallback& callback) {
+  if (on && !callback) return -1;
+  if (!isConnected()) {
+    if (!on) return 0;
+    if (connect(-1, "") != 0) return -2;
+  }
+  if (isAutoRecv() && stopAutoRecv() != 0) return -3;
+  if (!on) return 0;
+  return startAutoRecv(callback) == 0 ? 0 : -4;
+}
+
+std::int32_t CTcpClientBase::startAutoRecv(const ReceiveCallback& callback) {
+  Socket socket;
+  {
+    const std::lock_guard lock(mutex_);
+    if (loop_) earlierLoops_.push_back(std::move(loop_));
+    loop_.reset();
+    socket = socket_;
+  }
+  if (!socket) return -1;
+  if (!finishEarlierLoops(kHandshakeTimeoutMs)) return -127;
+
+  const Loop loop = std::make_shared<CReceiveLoop>(socket, ioTimeoutMs_.load(), callback,
+                                                   [this](CReceiveLoop& ended) { reconnectAfterPeerClose(ended); });
+  {
+    const std::lock_guard lock(mutex_);
+    loop_ = loop;
+  }
+  const std::int32_t result = loop->start();
+  if (result != 0) {
+    loop->clearRunning();
+    const std::lock_guard lock(mutex_);
+    if (loop_ == loop) earlierLoops_.push_back(std::move(loop_));
+    loop_.reset();
+  }
+  return result;
+}
+
+std::int32_t CTcpClientBase::stopAutoRecv() {
+  const Loop loop = currentLoop();
+  if (!loop || !loop->isRunning()) return 0;
+  const std::int32_t result = loop->stop();
+  if (result != 0) return result;
+
+  const std::lock_guard lock(mutex_);
+  if (loop_ != loop) return 0;  // another thread has stopped it meanwhile
+  loop_->join();
+  loop_.reset();
+  return 0;
+}
+
+// On the receive thread. Connecting begins with closing, and closing waits 3000 ms in vain for this very thread: what
+// the owner sees is the old connection staying for that long, then a new one without auto receive.
+void CTcpClientBase::reconnectAfterPeerClose(CReceiveLoop& loop) {
+  if (loop.waitForWakeUp(kHandshakeTimeoutMs)) return;
+  {
+    const std::lock_guard lock(mutex_);
+    if (loop_.get() != &loop) return;
+    loop.clearRunning();
+    socket_.reset();
+  }
+  Socket opened;
+  if (openConnection(-1, "", opened) != 0) return;
+  const std::lock_guard lock(mutex_);
+  if (loop_.get() == &loop && !socket_) socket_ = std::move(opened);
+}
+
+CTcpClientBase::Socket CTcpClientBase::currentSocket() const {
+  const std::lock_guard lock(mutex_);
+  return socket_;
+}
+
+CTcpClientBase::Loop CTcpClientBase::currentLoop() const {
+  const std::lock_guard lock(mutex_);
+  return loop_;
+}
+
+// Also true while a thread that was let go is still inside its callback.
+bool CTcpClientBase::receiveThreadAlive() const {
+  const std::lock_guard lock(mutex_);
+  const auto isAlive = [](const Loop& loop) { return !loop->hasEnded(); };
+  return (loop_ && loop_->isRunning()) || std::any_of(earlierLoops_.begin(), earlierLoops_.end(), isAlive);
+}
+
+// Result: whether every thread that was let go has ended within `ms` milliseconds.
+bool CTcpClientBase::finishEarlierLoops(std::int32_t ms) {
+  std::vector<Loop> loops;
+  {
+    const std::lock_guard lock(mutex_);
+    loops = earlierLoops_;
+  }
+  const bool allEnded =
+      std::all_of(loops.begin(), loops.end(), [ms](const Loop& loop) { return loop->waitForEnd(ms); });
+
+  const std::lock_guard lock(mutex_);
+  const auto ended =
+      std::partition(earlierLoops_.begin(), earlierLoops_.end(), [](const Loop& loop) { return !loop->hasEnded(); });
+  std::for_each(ended, earlierLoops_.end(), [](const Loop& loop) { loop->join(); });
+  earlierLoops_.erase(ended, earlierLoops_.end());
+  return allEnded;
+}
+
+}  // namespace cbl
