@@ -1,0 +1,103 @@
+#include <algorithm>
+
+#include "driver/bacnet_link.h"
+
+namespace driver {
+
+namespace {
+
+constexpr std::size_t kCodeAt = 1;        // of a reply; what stands before it is not examined
+constexpr std::size_t kFirstValueAt = 2;  // one text per point from here on
+constexpr char kWordSeparator = ',';
+
+// Signed fields travel as the unsigned numbers of the same bits.
+std::string unsignedText(std::int32_t number) {
+  return std::to_string(static_cast<std::uint32_t>(number));
+}
+
+void appendPoint(cbl::CVelixMessage& request, const SymbolRecord& record) {
+  request.push_back(unsignedText(record.regId));
+  request.push_back(unsignedText(record.dataSize));
+}
+
+// The words as one text; a point without words is written as a single zero.
+std::string joinWords(const std::vector<short>& words) {
+  if (words.empty()) return "0";
+  std::string text = std::to_string(words.front());
+  for (std::size_t i = 1; i < words.size(); ++i) {
+    text += kWordSeparator;
+    text += std::to_string(words[i]);
+  }
+  return text;
+}
+
+// Appends the low 16 bits of every number; empty pieces are passed over.
+void appendWords(const std::string& text, std::vector<short>& words) {
+  std::size_t at = 0;
+  while (at < text.size()) {
+    const std::size_t end = std::min(text.find(kWordSeparator, at), text.size());
+    if (end > at) words.push_back(static_cast<short>(std::stoi(text.substr(at, end - at))));
+    at = end + 1;
+  }
+}
+
+}  // namespace
+
+std::int32_t CBACnetLink::callForCode(const cbl::CVelixMessage& request, cbl::CVelixMessage& reply) {
+  if (!client.call(request, reply) || reply.size() <= kCodeAt) return -1;
+  return std::stoi(reply[kCodeAt]);
+}
+
+std::int32_t CBACnetLink::readPoint(const SymbolRecord& record, std::vector<short>& words) {
+  cbl::CVelixMessage request;
+  request.push_back("func@bac_read");
+  appendPoint(request, record);
+
+  cbl::CVelixMessage reply;
+  const std::int32_t code = callForCode(request, reply);
+  if (code != 0) return code;
+  if (reply.size() > kFirstValueAt) appendWords(reply[kFirstValueAt], words);
+  return 0;
+}
+
+std::int32_t CBACnetLink::readPoints(const std::vector<SymbolRecord>& records,
+                                     const std::vector<std::vector<short>*>& values) {
+  cbl::CVelixMessage request;
+  request.push_back("func@bac_multi_read");
+  request.push_back(std::to_string(records.size()));
+  for (const SymbolRecord& record : records) appendPoint(request, record);
+
+  cbl::CVelixMessage reply;
+  const std::int32_t code = callForCode(request, reply);
+  if (code != 0) return code;
+  for (std::size_t i = 0; i < values.size() && kFirstValueAt + i < reply.size(); ++i) {
+    appendWords(reply[kFirstValueAt + i], *values[i]);
+  }
+  return 0;
+}
+
+std::int32_t CBACnetLink::writePoint(const SymbolRecord& record, const std::vector<short>& words) {
+  cbl::CVelixMessage request;
+  request.push_back("func@bac_write");
+  appendPoint(request, record);
+  for (const short word : words) request.push_back(std::to_string(word));
+
+  cbl::CVelixMessage reply;
+  return callForCode(request, reply);
+}
+
+std::int32_t CBACnetLink::writePoints(const std::vector<SymbolRecord>& records,
+                                      const std::vector<std::vector<short>*>& values) {
+  cbl::CVelixMessage request;
+  request.push_back("func@bac_multi_write");
+  request.push_back(std::to_string(records.size()));
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    appendPoint(request, records[i]);
+    request.push_back(joinWords(*values[i]));
+  }
+
+  cbl::CVelixMessage reply;
+  return callForCode(request, reply);
+}
+
+}  // namespace driver
