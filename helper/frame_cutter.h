@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace helper {
+
+/// Cuts whole frames out of a stream of bytes, however these come in. Knows no socket and looks at no more than a
+/// frame's magic, version and body length; the layout is written down in docs/bus-protocol.md.
+class CFrameCutter {
+ public:
+  static constexpr std::size_t kLongestBody = std::size_t{1} << 20;  ///< bytes, as carried
+
+  enum class Cut {
+    kFrame,    ///< a frame was cut
+    kMore,     ///< no whole frame yet
+    kRefused,  ///< another version or a body length beyond `kLongestBody`: the stream cannot be used any more
+  };
+
+  void append(const char* data, std::size_t length);
+
+  /// Skips bytes that do not begin a frame and cuts the next one. `frame` is valid until the next `append`.
+  Cut next(std::string_view& frame);
+
+ private:
+  std::string bytes_;
+  std::size_t start_ = 0;  // what lies before it has been cut or skipped
+};
+
+}  // namespace helper
