@@ -53,7 +53,10 @@ CReceiveLoop::~CReceiveLoop() = default;
 
 std::int32_t CReceiveLoop::start() {
   int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) return -1;
+  if (pipe2(ends, O_CLOEXEC) != 0) {
+    ended_ = true;
+    return -1;
+  }
   wakeUpRead_.reset(ends[0]);
   wakeUpWrite_.reset(ends[1]);
 
@@ -66,16 +69,20 @@ std::int32_t CReceiveLoop::start() {
   return waitWithin(startSemaphore_, kHandshakeTimeoutMs) ? 0 : -127;
 }
 
-std::int32_t CReceiveLoop::stop() {
+bool CReceiveLoop::wakeUp() const {
   const ssize_t written = write(wakeUpWrite_.number(), kStopWord.data(), kStopWord.size());
-  if (written != static_cast<ssize_t>(kStopWord.size())) return -1;
+  return written == static_cast<ssize_t>(kStopWord.size());
+}
+
+std::int32_t CReceiveLoop::stop() {
+  if (!wakeUp()) return -1;
   return waitForEnd(kHandshakeTimeoutMs) ? 0 : -2;
 }
 
 void CReceiveLoop::abandon() {
   running_ = false;
   abandoned_ = true;
-  shutdown(socket_->number(), SHUT_RDWR);
+  if (!ended_) wakeUp();
 }
 
 bool CReceiveLoop::waitForEnd(std::int32_t ms) {

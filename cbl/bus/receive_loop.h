@@ -18,7 +18,8 @@ using ReceiveCallback = std::function<std::int32_t(const char* bytes, std::int32
 /// touches: the socket's descriptor and the wake-up pipe are closed only when the last of the two lets go, so that the
 /// thread never works on a number that has come to mean something else.
 ///
-/// The owner must `join` a loop before it drops it. The operations may be called from any thread.
+/// The owner must `join` a loop before it drops it, and nobody else may know it before `start` has succeeded. From then
+/// on the operations may be called from any thread.
 class CReceiveLoop : public std::enable_shared_from_this<CReceiveLoop> {
  public:
   using PeerClosed = std::function<void(CReceiveLoop& loop)>;
@@ -36,7 +37,7 @@ class CReceiveLoop : public std::enable_shared_from_this<CReceiveLoop> {
   std::int32_t start();
   /// Wakes the thread and waits at most 3000 ms for its end. Result: 0; -1 the wake-up failed; -2 it has not ended.
   std::int32_t stop();
-  /// No callback from now on, and the thread ends as soon as it can; the connection is shut down. Does not wait.
+  /// No callback from now on, and the thread ends as soon as it can. Does not wait.
   void abandon();
   /// Bytes received are dropped from now on.
   void clearRunning() { running_ = false; }
@@ -53,6 +54,7 @@ class CReceiveLoop : public std::enable_shared_from_this<CReceiveLoop> {
  private:
   void run();
   bool receiveChunk();
+  bool wakeUp() const;
 
   const std::shared_ptr<CDescriptor> socket_;
   const std::int32_t ioTimeoutMs_;

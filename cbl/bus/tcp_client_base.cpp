@@ -112,17 +112,31 @@ std::int32_t CTcpClientBase::close() {
   stopAutoRecv();
 
   const std::lock_guard lock(mutex_);
-  if (loop_) {
-    loop_->abandon();
-    if (loop_->hasEnded()) {
-      loop_->join();
-    } else {
-      earlierLoops_.push_back(std::move(loop_));
-    }
-  }
+  if (loop_) letGo(std::move(loop_));
   loop_.reset();
-  socket_.reset();
+  dropSocket();
   return 0;
+}
+
+// For a call that has failed on `failed`: a connection that another thread has made since then stays.
+void CTcpClientBase::closeFailed(const Socket& failed) {
+  if (currentSocket() == failed) close();
+}
+
+// With the mutex held. The shutdown ends whatever another thread still does with the socket.
+void CTcpClientBase::dropSocket() {
+  if (socket_) shutdown(socket_->number(), SHUT_RDWR);
+  socket_.reset();
+}
+
+// With the mutex held: tells a loop to end, and keeps it until its thread has.
+void CTcpClientBase::letGo(Loop loop) {
+  loop->abandon();
+  if (loop->hasEnded()) {
+    loop->join();
+  } else {
+    earlierLoops_.push_back(std::move(loop));
+  }
 }
 
 void CTcpClientBase::closeAndJoin() {
@@ -147,7 +161,7 @@ bool CTcpClientBase::isAutoRecv() const {
 std::int32_t CTcpClientBase::recv(char* buffer, std::int32_t length, std::int32_t timeoutMs) {
   const Socket socket = currentSocket();
   if (!socket || buffer == nullptr || length <= 0) return -1;
-  if (receiveThreadAlive()) return -2;
+  if (isReceiveThreadAlive()) return -2;
 
   const std::int32_t ready =
       waitFor(socket->number(), WaitFor::kReadable, timeoutMs > 0 ? timeoutMs : ioTimeoutMs_.load());
@@ -156,7 +170,7 @@ std::int32_t CTcpClientBase::recv(char* buffer, std::int32_t length, std::int32_
 
   const ssize_t count = ::recv(socket->number(), buffer, static_cast<std::size_t>(length), MSG_NOSIGNAL);
   if (count < 0) return isTransient(errno) ? 0 : -4;
-  if (count == 0) close();
+  if (count == 0) closeFailed(socket);
   return static_cast<std::int32_t>(count);
 }
 
@@ -188,7 +202,7 @@ std::int32_t CTcpClientBase::send(const char* data, std::int32_t length, std::in
     if (count == 0) return sent;
     if (errno == EINTR) continue;
     if (errno != EAGAIN) {
-      close();
+      closeFailed(socket);
       return -4;
     }
     if (sent == 0) {
@@ -213,10 +227,12 @@ std::int32_t CTcpClientBase::enableAutoRecv(bool on, const ReceiveCallback& call
 }
 
 std::int32_t CTcpClientBase::startAutoRecv(const ReceiveCallback& callback) {
+  const std::lock_guard startLock(startMutex_);
+  if (stopAutoRecv() != 0) return -127;
   Socket socket;
   {
     const std::lock_guard lock(mutex_);
-    if (loop_) earlierLoops_.push_back(std::move(loop_));
+    if (loop_) letGo(std::move(loop_));  // one that has ended by itself
     loop_.reset();
     socket = socket_;
   }
@@ -225,18 +241,15 @@ std::int32_t CTcpClientBase::startAutoRecv(const ReceiveCallback& callback) {
 
   const Loop loop = std::make_shared<CReceiveLoop>(socket, ioTimeoutMs_.load(), callback,
                                                    [this](CReceiveLoop& ended) { reconnectAfterPeerClose(ended); });
-  {
-    const std::lock_guard lock(mutex_);
-    loop_ = loop;
-  }
   const std::int32_t result = loop->start();
-  if (result != 0) {
-    loop->clearRunning();
-    const std::lock_guard lock(mutex_);
-    if (loop_ == loop) earlierLoops_.push_back(std::move(loop_));
-    loop_.reset();
+
+  const std::lock_guard lock(mutex_);
+  if (result == 0 && socket_ == socket) {
+    loop_ = loop;
+    return 0;
   }
-  return result;
+  letGo(loop);
+  return result != 0 ? result : -127;  // closed meanwhile by another thread
 }
 
 std::int32_t CTcpClientBase::stopAutoRecv() {
@@ -260,7 +273,7 @@ void CTcpClientBase::reconnectAfterPeerClose(CReceiveLoop& loop) {
     const std::lock_guard lock(mutex_);
     if (loop_.get() != &loop) return;
     loop.clearRunning();
-    socket_.reset();
+    dropSocket();
   }
   Socket opened;
   if (openConnection(-1, "", opened) != 0) return;
@@ -278,8 +291,7 @@ CTcpClientBase::Loop CTcpClientBase::currentLoop() const {
   return loop_;
 }
 
-// Also true while a thread that was let go is still inside its callback.
-bool CTcpClientBase::receiveThreadAlive() const {
+bool CTcpClientBase::isReceiveThreadAlive() const {
   const std::lock_guard lock(mutex_);
   const auto isAlive = [](const Loop& loop) { return !loop->hasEnded(); };
   return (loop_ && loop_->isRunning()) || std::any_of(earlierLoops_.begin(), earlierLoops_.end(), isAlive);

@@ -48,6 +48,8 @@ class CTcpClientBase {
 
   bool isConnected() const;
   bool isAutoRecv() const;
+  /// Also true while a thread that `close` could not wait for is still inside its callback.
+  bool isReceiveThreadAlive() const;
 
   /// Result: bytes received; 0 time-out, signal, or end of stream (the connection is then closed); or
   ///   -1 not connected, no buffer or no length   -2 a receive thread owns the input   -3 the wait failed
@@ -64,10 +66,10 @@ class CTcpClientBase {
   /// Result: 0; -1 no callback; -2 connect failed; -3 the running thread does not stop; -4 the new one does not start.
   std::int32_t enableAutoRecv(bool on, const ReceiveCallback& callback);
 
-  /// Starts a receive thread on the open connection. When the peer closes, it waits 3000 ms for a stop, connects the
-  /// socket once anew and ends: the owner must turn auto receive on again.
-  /// Result: 0; -1 no pipe, or not connected; -127 the thread does not start, or an earlier one is still inside its
-  /// callback, within 3000 ms.
+  /// Starts a receive thread on the open connection, stopping a running one. When the peer closes, it waits 3000 ms for
+  /// a stop, connects the socket once anew and ends: the owner must turn auto receive on again. Result: 0; -1 no pipe,
+  /// or not connected; -127 the thread does not start, or an earlier one is still inside its callback, within 3000 ms;
+  /// also when another thread closes the connection meanwhile.
   std::int32_t startAutoRecv(const ReceiveCallback& callback);
   /// Result: 0, also when none runs; -1 the wake-up failed; -2 the thread has not ended within 3000 ms (it stays as it
   /// is; so it is for a callback that stops its own thread).
@@ -79,15 +81,18 @@ class CTcpClientBase {
 
   std::int32_t openConnection(std::int32_t timeoutMs, const std::string& interfaceName, Socket& opened) const;
   std::int32_t waitWritable(const CDescriptor& socket, std::int32_t timeoutMs) const;
+  void closeFailed(const Socket& failed);
+  void dropSocket();
+  void letGo(Loop loop);
   void reconnectAfterPeerClose(CReceiveLoop& loop);
   Socket currentSocket() const;
   Loop currentLoop() const;
-  bool receiveThreadAlive() const;
   bool finishEarlierLoops(std::int32_t ms);
 
   std::atomic<std::int32_t> connectTimeoutMs_;
   std::atomic<std::int32_t> ioTimeoutMs_;
 
+  std::mutex startMutex_;     // one start at a time; taken before the other
   mutable std::mutex mutex_;  // guards what follows; never held while waiting
   Socket socket_;
   bool tcpMode_ = false;

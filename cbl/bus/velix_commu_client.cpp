@@ -54,7 +54,7 @@ std::int32_t CVelixCommuClient::send(const CVelixMessage& message, std::int32_t 
 
 std::int32_t CVelixCommuClient::recv(CVelixMessage& message, std::int32_t& identifier, std::int64_t& timestamp) {
   if (!socket_.isConnected() && connect(-1) != 0) return -1;
-  if (socket_.isAutoRecv()) return -2;
+  if (socket_.isReceiveThreadAlive()) return -2;
 
   BusFrameInfo frame;
   for (int reads = 0;;) {

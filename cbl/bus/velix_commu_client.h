@@ -12,7 +12,7 @@
 namespace cbl {
 
 /// Receives one message on the receive thread, with its frame's identifier and time stamp (microseconds since 1970).
-/// Must not throw; the result is ignored.
+/// Must not throw or destroy the client; the result is ignored.
 using MessageCallback =
     std::function<std::int32_t(const CVelixMessage& message, std::int32_t identifier, std::int64_t timestamp)>;
 

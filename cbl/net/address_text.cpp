@@ -6,13 +6,22 @@
 namespace cbl {
 
 bool isIpv4Text(const std::string& text) {
+  std::array<std::uint8_t, 4> ignored;
+  return parseIpv4(text, ignored);
+}
+
+bool parseIpv4(const std::string& text, std::array<std::uint8_t, 4>& address) {
   if (text.empty()) return false;
   static const std::regex kPattern(R"(^(\d{1,3})\.(\d{1,3})\.(\d{1,3})\.(\d{1,3})$)");
   std::smatch match;
   if (!std::regex_match(text, match, kPattern)) return false;
-  for (std::size_t group = 1; group < match.size(); ++group) {
-    if (std::stoi(match[group].str()) > 255) return false;
+  std::array<std::uint8_t, 4> numbers{};
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    const int number = std::stoi(match[i + 1].str());
+    if (number > 255) return false;
+    numbers[i] = static_cast<std::uint8_t>(number);
   }
+  address = numbers;
   return true;
 }
 

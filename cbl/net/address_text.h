@@ -9,6 +9,9 @@ namespace cbl {
 /// Whether `text` as a whole is an IPv4 address in dotted decimal text, each part at most 255.
 bool isIpv4Text(const std::string& text);
 
+/// The same, with the four numbers; `address` is written on success only.
+bool parseIpv4(const std::string& text, std::array<std::uint8_t, 4>& address);
+
 /// The four numbers in dotted decimal text.
 std::string formatIpv4(const std::array<std::uint8_t, 4>& address);
 

@@ -1,11 +1,13 @@
 #include "cbl/net/tcp_socket.h"
 
-#include <arpa/inet.h>
+#include <net/if.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
+#include <array>
 #include <cerrno>
+#include <cstring>
 
 #include "cbl/net/address_text.h"
 #include "cbl/net/descriptor.h"
@@ -27,11 +29,13 @@ std::int32_t wholeSeconds(std::int32_t ms) {
   return ms >= 500 ? static_cast<std::int32_t>((ms + 500LL) / 1000) : 1;
 }
 
+// `ip` is an IPv4 text, or empty for any address. The numbers are decimal, whatever zeros they start with.
 sockaddr_in makeAddress(const std::string& ip, std::int32_t port) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(static_cast<std::uint16_t>(port));
-  address.sin_addr.s_addr = ip.empty() ? htonl(INADDR_ANY) : inet_addr(ip.c_str());
+  std::array<std::uint8_t, 4> bytes{};
+  if (parseIpv4(ip, bytes)) std::memcpy(&address.sin_addr, bytes.data(), bytes.size());
   return address;
 }
 
@@ -54,7 +58,7 @@ std::int32_t createTcpSocket(std::int32_t& descriptor, bool nonBlocking, const s
   }
 
   if (!localIp.empty() || (localPort >= 0 && localPort <= kLargestPort)) {
-    if (localPort > kLargestPort) return -3;
+    if (localPort > kLargestPort || (!localIp.empty() && !isIpv4Text(localIp))) return -3;
     const sockaddr_in local = makeAddress(localIp, localPort < 0 ? 0 : localPort);
     if (bind(opened.number(), reinterpret_cast<const sockaddr*>(&local), sizeof(local)) != 0) return -3;
   }
