@@ -147,7 +147,7 @@ std::int32_t CBACnetIpDriver::writeRegisters(Batch& batch) {
   }
 
   // Every value points to the one working vector, so that the words of the last item, resolved or not, are what the
-  // call sends for every point. Hosts form their write batches accordingly; do not 'repair' it.
+  // call sends for every point. This is deliberate; do not 'repair' it.
   const std::unique_lock lock(mutex);
   std::vector<short> working;
   std::vector<SymbolRecord> records;

@@ -14,7 +14,7 @@ namespace driver {
 ///
 /// Register reads and writes, `disconnect` and `updateConfig` exclude each other with the object's mutex, which is held
 /// while the helper's reply is waited for; `getStatus` and `getConnectState` take no lock. `init`, `connect` and
-/// `prepareRegister` take none either: the host does not overlap them with register access. `init` comes first: before
+/// `prepareRegister` take none either: the host does not overlap them with any of the above. `init` comes first: before
 /// it no register resolves. A helper's reply that is no number throws std::invalid_argument or std::out_of_range
 /// through the operation, and a mutex that cannot be locked std::system_error.
 class CBACnetIpDriver : public CDriver {
@@ -31,14 +31,14 @@ class CBACnetIpDriver : public CDriver {
   std::int32_t updateConfig(const CConfig& config) override;
   /// Always -1: nothing ever sets it.
   std::int32_t getStatus() override;
-  /// Result of the last `connect` that got as far as the helper; -1 before, and after a failed read, batch read or
-  /// batch write. A failed single write does not change it.
+  /// Result of the last `connect` that got as far as the helper; -1 before, and after a read, batch read or batch write
+  /// whose remote call gave a negative result. A failed single write does not change it.
   std::int32_t getConnectState() override;
   /// Result: the helper's code, 0 when connected; -1 the network interface has no usable IPv4 address (the connect
   /// state is kept) or the helper does not answer. Restarts the helper at most once.
   std::int32_t connect() override;
-  /// Sets the parameter "FreeTagName" to the point's name and turns the length into address steps.
-  /// Result: 0; -1 no such point (the register is untouched).
+  /// Sets the parameter "FreeTagName" to the point's name and turns the length into address steps (at least 1; 0 when
+  /// the step size is 0). Result: 0; -1 no such point (the register is untouched).
   std::int32_t prepareRegister(CRegister& reg) override;
   bool supportsMultiAccess() override;
   /// Admits at most 11 items: reads when the link allows multiple reads, writes when it allows multiple writes.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -14,13 +15,15 @@ class xml_node;
 
 namespace driver {
 
+inline constexpr std::size_t kReplyCodeAt = 1;  // element of a reply; what stands before it is not examined
 inline constexpr const char* kProjectFileName = "BACnetLabel.xml";  // in the project directory
 
 /// One link: its parameters and points from the project file, and the bus client to its helper process.
 ///
-/// Takes no lock of its own. The point calls and `disconnect`'s flags are guarded by the driver's mutex; `startLink`,
-/// `loadProject` and `connectLink` must not overlap them. Conversions of a reply's texts throw std::invalid_argument or
-/// std::out_of_range, as std::stoi does.
+/// Every remote call blocks as `velix::CVelixClient::call` does; `connectLink` makes at most three of them and runs
+/// `ensureServer` once. Takes no lock of its own. The point calls and `disconnect`'s flags are guarded by the driver's
+/// mutex; `startLink`, `loadProject` and `connectLink` must not overlap them. Conversions of a reply's texts throw
+/// std::invalid_argument or std::out_of_range, as std::stoi does.
 class CBACnetLink {
  public:
   CBACnetLink() = default;
@@ -52,11 +55,13 @@ class CBACnetLink {
 
   // --- hand-off and connect (link_connection.cpp) ---
 
-  /// Result: the helper's code; -99 it did not answer.
+  /// Result: the helper's code; -99 no answer, or a reply too short.
   std::int32_t sendProjectConfig();
 
   /// Asks the helper to connect; when it does not answer, brings it up, hands it the project file and asks once more.
-  /// `connected` is set from the helper's code and otherwise kept. Result: the helper's code; -1 it did not answer.
+  /// `connected` is set from the helper's code and otherwise kept.
+  /// Result: the helper's code; -1 no answer or a reply too short, the helper cannot be brought up, or it refuses the
+  /// project file.
   std::int32_t connectLink();
 
   // --- points (link_points.cpp); one remote call each ---
@@ -67,6 +72,7 @@ class CBACnetLink {
   /// `values[i]` takes the words of `records[i]`; points that the reply leaves out get none.
   std::int32_t readPoints(const std::vector<SymbolRecord>& records, const std::vector<std::vector<short>*>& values);
   std::int32_t writePoint(const SymbolRecord& record, const std::vector<short>& words);
+  /// `values` is as long as `records`; entries may designate the same words.
   std::int32_t writePoints(const std::vector<SymbolRecord>& records, const std::vector<std::vector<short>*>& values);
 
   std::uint8_t statusFlags[2] = {0, 0};  ///< cleared together with `connected`, never set

@@ -6,7 +6,6 @@ namespace driver {
 namespace {
 
 constexpr std::int32_t kNoAnswer = -99;
-constexpr std::size_t kCodeAt = 1;  // of a reply; what stands before it is not examined
 
 }  // namespace
 
@@ -19,8 +18,8 @@ std::int32_t CBACnetLink::sendProjectConfig() {
   request.push_back(path);
   request.push_back(std::to_string(linkId));
   cbl::CVelixMessage reply;
-  if (!client.call(request, reply) || reply.size() <= kCodeAt) return kNoAnswer;
-  return std::stoi(reply[kCodeAt]);
+  if (!client.call(request, reply) || reply.size() <= kReplyCodeAt) return kNoAnswer;
+  return std::stoi(reply[kReplyCodeAt]);
 }
 
 std::int32_t CBACnetLink::connectLink() {
@@ -32,9 +31,9 @@ std::int32_t CBACnetLink::connectLink() {
     if (sendProjectConfig() != 0) return -1;
     if (!client.call(request, reply)) return -1;
   }
-  if (reply.size() <= kCodeAt) return -1;
+  if (reply.size() <= kReplyCodeAt) return -1;
 
-  const std::int32_t code = std::stoi(reply[kCodeAt]);
+  const std::int32_t code = std::stoi(reply[kReplyCodeAt]);
   connected = code == 0;
   return code;
 }

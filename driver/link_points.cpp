@@ -6,7 +6,6 @@ namespace driver {
 
 namespace {
 
-constexpr std::size_t kCodeAt = 1;        // of a reply; what stands before it is not examined
 constexpr std::size_t kFirstValueAt = 2;  // one text per point from here on
 constexpr char kWordSeparator = ',';
 
@@ -44,8 +43,8 @@ void appendWords(const std::string& text, std::vector<short>& words) {
 }  // namespace
 
 std::int32_t CBACnetLink::callForCode(const cbl::CVelixMessage& request, cbl::CVelixMessage& reply) {
-  if (!client.call(request, reply) || reply.size() <= kCodeAt) return -1;
-  return std::stoi(reply[kCodeAt]);
+  if (!client.call(request, reply) || reply.size() <= kReplyCodeAt) return -1;
+  return std::stoi(reply[kReplyCodeAt]);
 }
 
 std::int32_t CBACnetLink::readPoint(const SymbolRecord& record, std::vector<short>& words) {

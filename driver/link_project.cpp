@@ -76,6 +76,7 @@ void readName(const char* text, SymbolRecord& record) {
 CBACnetLink::~CBACnetLink() {
   client.close();
   for (auto& [regId, record] : symbols) freeValueBlocks(record.valueBlock);
+  symbols.clear();
 }
 
 std::int32_t CBACnetLink::loadProject(const std::string& path, std::int32_t linkNumber) {

@@ -29,7 +29,8 @@ class CVelixClient {
 
   /// Sends `request` and waits for the next reply, connecting first (at most 1000 ms) after a failure. The reply is not
   /// compared with the request: one call at a time is what keeps them together. Blocks for at most 3 waits of 3000 ms
-  /// for the reply and, when the helper does not read, 3000 ms for the request.
+  /// for the reply, and 3000 ms until the helper takes the request's first byte; a request once begun is sent to its
+  /// end, without limit.
   bool call(const cbl::CVelixMessage& request, cbl::CVelixMessage& reply);
 
  private:

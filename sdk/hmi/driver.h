@@ -18,7 +18,7 @@ namespace driver {
 ///
 /// Results are signed 32-bit: 0 for success, negative for the driver's own failures, positive for codes that the field
 /// bus reported. The runtime calls `init` first and does not overlap `init`, `connect` or `prepareRegister` with
-/// register access; everything else may be called from any thread.
+/// register access, `disconnect` or `updateConfig`; everything else may be called from any thread.
 class CDriver {
  public:
   virtual ~CDriver();
