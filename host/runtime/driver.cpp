@@ -1,0 +1,7 @@
+#include "hmi/driver.h"
+
+namespace driver {
+
+CDriver::~CDriver() = default;
+
+}  // namespace driver

@@ -1,0 +1,82 @@
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cmath>
+#include <memory>
+
+#include "host/tool/batching.h"
+#include "host/tool/commands.h"
+#include "host/tool/interrupt.h"
+#include "host/tool/point_choice.h"
+#include "host/tool/project.h"
+#include "host/tool/results.h"
+
+namespace tool {
+
+namespace {
+
+using Seconds = std::chrono::duration<double>;
+using Microseconds = std::chrono::duration<double, std::micro>;
+
+struct BenchOptions {
+  PointChoice choice;
+  double seconds = 3;
+};
+
+double microseconds(CStatistics::Duration duration) {
+  return std::round(Microseconds(duration).count() * 10) / 10;
+}
+
+Record recordOf(const Tally& tally, const CStatistics& statistics, Seconds elapsed) {
+  Record record;
+  record["seconds"] = std::round(elapsed.count() * 1000) / 1000;
+  record["reads"] = tally.reads;
+  record["failures"] = tally.failures;
+  record["calls"] = statistics.count();
+  record["callsPerSecond"] = std::lround(static_cast<double>(statistics.count()) / elapsed.count());
+  record["minUs"] = microseconds(statistics.minimum());
+  record["medianUs"] = microseconds(statistics.percentile(50));
+  record["p99Us"] = microseconds(statistics.percentile(99));
+  return record;
+}
+
+ExitStatus measure(const Options& options, COutput& output, const BenchOptions& own) {
+  const plant::Link link = readPresentLink(options);
+  const std::vector<plant::Point> points = own.choice.pointsOf(link);
+  const auto session = openSession(options);
+  std::vector<Access> accesses = prepareReads(*session, points);
+
+  CStatistics statistics;
+  CBatcher batcher(*session, statistics);
+  Tally tally;
+  const CInterruptNote note;
+  const auto start = std::chrono::steady_clock::now();
+  Seconds elapsed{0};
+  while (elapsed.count() < own.seconds && !isInterrupted()) {
+    batcher.read(accesses);
+    if (!isInterrupted()) tally.add(resultsOf(points, accesses, readResult));
+    elapsed = std::chrono::steady_clock::now() - start;
+  }
+
+  writeSingle(output, options.format, recordOf(tally, statistics, elapsed));
+  if (isInterrupted()) return ExitStatus::kInterrupted;
+  return tally.failures == 0 ? ExitStatus::kWell : ExitStatus::kPointsFailed;
+}
+
+}  // namespace
+
+void addBench(CLI::App& app, Action& action) {
+  CLI::App* const command = app.add_subcommand("bench", "read as fast as the helper answers, and time each call");
+  const auto own = std::make_shared<BenchOptions>();
+  own->choice.addTo(*command);
+  command->add_option("--seconds", own->seconds, "how long, 0.01 to 86400")
+      ->type_name("S")
+      ->check(CLI::Range(0.01, 86400.0).description(""))
+      ->capture_default_str();
+  setExample(*command, "hmi-host --project /opt/project bench SupplyAir.Temp --seconds 5");
+  command->callback([&action, own] {
+    own->choice.readFile();
+    action = [own](const Options& options, COutput& output) { return measure(options, output, *own); };
+  });
+}
+
+}  // namespace tool

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "host/tool/failure.h"
+
+namespace tool {
+
+enum class Verdict { kOk, kWarning, kFailed, kSkipped };
+
+/// What one step of an examination found.
+struct Finding {
+  Verdict verdict = Verdict::kOk;
+  std::string detail;
+  std::string remedy;                     ///< what to do; empty when there is nothing to be done
+  ExitStatus status = ExitStatus::kWell;  ///< what a failed step ends the command with
+};
+
+Finding ok(const std::string& detail);
+Finding warning(const std::string& detail, const std::string& remedy);
+Finding failed(ExitStatus status, const std::string& detail, const std::string& remedy);
+
+// Steps that look at what the driver relies on to start and reach its helper. None of them changes or starts anything
+// but the shell, which is asked to do nothing.
+
+/// The helper's executable, in the project directory or below its Devlib, and whether a shell can start it.
+Finding examineHelper(const std::string& projectDirectory);
+
+/// The shell that SHELL names.
+Finding examineShell();
+
+/// The directory of the helpers' sockets and pid files.
+Finding examineRuntimeDirectory();
+
+/// The pid file of link `link`. A live process in it that is no helper is a failure, because a driver that cannot
+/// reach the socket kills it.
+Finding examinePidFile(std::int32_t link);
+
+/// The socket of link `link`.
+Finding examineSocket(std::int32_t link);
+
+}  // namespace tool

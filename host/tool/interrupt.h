@@ -1,0 +1,26 @@
+#pragma once
+
+#include <chrono>
+
+namespace tool {
+
+/// From here on Ctrl-C and SIGTERM end the process with status 130. Called once, from the main thread.
+void installInterruptHandler();
+
+/// While one of these lives, the first Ctrl-C or SIGTERM is only noted, so that a long-running command can end in its
+/// own way; a second one ends the process after all. One at a time.
+class CInterruptNote {
+ public:
+  CInterruptNote();
+  ~CInterruptNote();
+  CInterruptNote(const CInterruptNote&) = delete;
+  CInterruptNote& operator=(const CInterruptNote&) = delete;
+
+  /// Sleeps until `time` or the interrupt. Result: whether it was the time.
+  bool waitUntil(std::chrono::steady_clock::time_point time) const;
+};
+
+/// Whether an interrupt was noted. A bus call that was under way then may have failed for it.
+bool isInterrupted();
+
+}  // namespace tool

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "host/tool/records.h"
+
+namespace tool {
+
+/// What stands before or after every command.
+struct Options {
+  std::string plugin;   ///< empty: the usual places
+  std::string project;  ///< the project directory, absolute and ending in a separator
+  std::int32_t link = 1;
+  std::string networkInterface = "lo";
+  Format format = Format::kTable;
+  std::int32_t stringBytes = 32;  ///< register length of a STRING point, even
+};
+
+}  // namespace tool

@@ -1,0 +1,118 @@
+#include "host/tool/session.h"
+
+#include <fmt/format.h>
+
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "host/tool/failure.h"
+#include "host/tool/network_interface.h"
+#include "host/tool/project.h"
+
+namespace tool {
+
+namespace {
+
+// What the driver answers by itself; every other number but 0 is the helper's.
+constexpr std::int32_t kFailed = -1;
+constexpr std::int32_t kHandOffUnanswered = -99;
+
+// The driver starts its helper through the shell that this variable names.
+void provideShell() {
+  const char* const shell = std::getenv("SHELL");
+  if (shell == nullptr || *shell == '\0') setenv("SHELL", "/bin/sh", 1);
+}
+
+driver::CConfig configOf(const Options& options) {
+  driver::CConfig config;
+  config.setConnectNum(options.link);
+  config.setConfigFilePath(options.project);
+  config.setCommuConfig({options.networkInterface});
+  return config;
+}
+
+}  // namespace
+
+CSession::CSession(const Options& options) : CSession(options, std::make_unique<CPlugin>(findPlugin(options))) {}
+
+CSession::CSession(const Options& options, std::unique_ptr<CPlugin> plugin)
+    : options_(options), plugin_(std::move(plugin)) {
+  provideShell();
+  plugin_->requireAbiVersion();
+  owner_ = plugin_->createDriver();
+  driver_ = owner_.extract_wrapped_value().convert<driver::CDriver*>();
+  if (driver_ == nullptr)
+    throw CFailure(ExitStatus::kPlugin, fmt::format("{} creates an object that is no driver", plugin_->path()),
+                   "use the plug-in and the hmi-host of one release");
+}
+
+CSession::~CSession() {
+  driver_ = nullptr;
+  owner_ = rttr::variant();
+}
+
+void CSession::init() {
+  const std::int32_t code = guarded([&] { return driver_->init(configOf(options_)); });
+  if (code == 0) return;
+  if (code == kFailed)
+    throw CFailure(ExitStatus::kUnreachable,
+                   fmt::format("the helper of link {} does not start (init {})", options_.link, code),
+                   "'hmi-host doctor' shows which step fails");
+  if (code == kHandOffUnanswered)
+    throw CFailure(ExitStatus::kUnreachable,
+                   fmt::format("the helper of link {} does not take the project file (init {})", options_.link, code),
+                   "end the process that its pid file names and try again");
+  throw CFailure(ExitStatus::kRefused,
+                 fmt::format("the helper of link {} refused the project file with code {}", options_.link, code),
+                 "the helper's log says what it dislikes");
+}
+
+void CSession::connect() {
+  addressOf(options_.networkInterface);  // without one the driver only answers that it failed
+  ++connects_;
+  const std::int32_t code = guarded([&] { return driver_->connect(); });
+  if (code == 0) return;
+  if (code == kFailed)
+    throw CFailure(ExitStatus::kUnreachable,
+                   fmt::format("the helper of link {} does not answer (connect {})", options_.link, code),
+                   "try again; if that fails, 'hmi-host doctor' shows which step does");
+  throw CFailure(ExitStatus::kRefused,
+                 fmt::format("the helper of link {} refused to connect with code {}", options_.link, code),
+                 "look at the link's parameters ('hmi-host info') and the helper's log");
+}
+
+CRegister CSession::prepare(const plant::Point& point) {
+  CRegister reg(std::to_string(point.regId), static_cast<std::uint32_t>(registerBytes(point, options_)));
+  if (driver_->prepareRegister(reg) == 0) return reg;
+  throw CFailure(ExitStatus::kProject,
+                 fmt::format("the driver does not know {} (RegId {})", point.fullName(), point.regId),
+                 "the project file has changed meanwhile; try again");
+}
+
+std::int32_t CSession::guarded(const std::function<std::int32_t()>& call) const {
+  try {
+    return call();
+  } catch (const std::logic_error&) {  // a number was asked for: none there, or out of range
+    throw CFailure(ExitStatus::kRefused, "the helper answered with text that is no number",
+                   "it is broken or no helper of this driver; put the right one in place");
+  } catch (const std::system_error& error) {
+    throw CFailure(ExitStatus::kInternal, fmt::format("the driver cannot go on: {}", error.what()), "try again");
+  }
+}
+
+std::string CSession::typeName() const {
+  return rttr::type::get(*driver_).get_name().to_string();
+}
+
+std::unique_ptr<CSession> openSession(const Options& options) {
+  addressOf(options.networkInterface);
+  auto session = std::make_unique<CSession>(options);
+  session->init();
+  session->connect();
+  return session;
+}
+
+}  // namespace tool
