@@ -1,0 +1,103 @@
+#pragma once
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "cbl/file/read.h"
+#include "hmi/config.h"
+#include "support/poll.h"
+#include "support/temp_dir.h"
+
+namespace support {
+
+/// One "Symbol" of a project file.
+inline std::string symbolXml(int regId, const std::string& name, const std::string& dataType, int propId = 85) {
+  return "<Symbol><Name>" + name + "</Name><RegId>" + std::to_string(regId) +
+         "</RegId><ObjectType>2</ObjectType><Instance>" + std::to_string(regId) + "</Instance><PropID>" +
+         std::to_string(propId) + "</PropID><DataType>" + dataType +
+         "</DataType><BitNum>0</BitNum><PriorityReset>0</PriorityReset></Symbol>";
+}
+
+/// A project directory with the development helper in it, on a link number that no other test or panel uses. Ends the
+/// helper that was started from it, and removes the link's files.
+class HelperProject {
+ public:
+  HelperProject() : link(nextLink()) {
+    const std::string emulator = EMULATOR;
+    if (emulator.empty()) {
+      std::filesystem::copy_file(BIN_DIR "/BACnet_Velix", dir.file("BACnet_Velix"));
+      return;
+    }
+    // A foreign program cannot be executed as it is: a script in its place starts the emulator with it.
+    std::filesystem::copy_file(BIN_DIR "/BACnet_Velix", dir.file("emulated_helper"));
+    const std::string script =
+        dir.write("BACnet_Velix", "#!/bin/sh\nexec " + emulator + " " + dir.file("emulated_helper") + " \"$@\"\n");
+    std::filesystem::permissions(script, std::filesystem::perms::owner_all);
+  }
+  ~HelperProject() {
+    killHelper();
+    for (const char* ending : {".sock", ".pid", ".log"}) std::filesystem::remove(linkFile(ending));
+  }
+
+  /// Writes a project file of one link with the given points; multiple access is allowed as told.
+  void writeProject(const std::string& symbols, bool multiRead = true, bool multiWrite = true) const {
+    const std::string number = "\"" + std::to_string(link) + "\"";
+    dir.write("BACnetLabel.xml",
+              "<?xml version=\"1.0\"?><ProjectInfo><BACnet LinkID=" + number + "><Ip>127.0.0.1</Ip><EnableReadPropm>" +
+                  (multiRead ? "1" : "0") + "</EnableReadPropm><EnableWritePropm>" + (multiWrite ? "1" : "0") +
+                  "</EnableWritePropm></BACnet><Symbols LinkID=" + number + ">" + symbols + "</Symbols></ProjectInfo>");
+  }
+
+  driver::CConfig config(const std::string& interfaceName = "lo") const {
+    driver::CConfig config;
+    config.setConnectNum(link);
+    config.setConfigFilePath(dir.project());
+    config.setCommuConfig({interfaceName});
+    return config;
+  }
+
+  std::string linkFile(const std::string& ending) const {
+    return "/tmp/velix_bacnet/link_" + std::to_string(link) + ending;
+  }
+
+  /// The running helper's process id; 0 when there is none that was started from this project.
+  pid_t helperPid() const {
+    std::int32_t pid = 0;
+    if (cbl::readIntFromFile(linkFile(".pid").c_str(), pid, 10) != 0 || pid <= 0) return 0;
+    const std::string commandLine = readFile("/proc/" + std::to_string(pid) + "/cmdline");
+    return commandLine.find(dir.project()) != std::string::npos ? pid : 0;
+  }
+
+  /// SIGKILL; returns when the process has ended, be it that nobody has taken note of it yet.
+  void killHelper() const {
+    const pid_t pid = helperPid();
+    if (pid == 0) return;
+    kill(pid, SIGKILL);
+    const std::string stat = "/proc/" + std::to_string(pid) + "/stat";
+    waitUntil([&] { return kill(pid, 0) != 0 || readFile(stat).find(") Z ") != std::string::npos; });
+  }
+
+  /// How often the helper has logged a call of this remote function.
+  std::size_t calls(const std::string& function) const {
+    const std::string log = readFile(linkFile(".log"));
+    const std::regex call("\\b" + function + "\\b");
+    return static_cast<std::size_t>(std::distance(std::sregex_iterator(log.begin(), log.end(), call), {}));
+  }
+
+  const TempDir dir;
+  const std::int32_t link;
+
+ private:
+  static std::int32_t nextLink() {
+    static std::int32_t used = 0;
+    return 1000000 + static_cast<std::int32_t>(getpid()) * 16 + used++;
+  }
+};
+
+}  // namespace support
