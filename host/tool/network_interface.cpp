@@ -38,7 +38,7 @@ std::string addressOf(const std::string& name) {
   ifaddrs* list = nullptr;
   getifaddrs(&list);
   const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owner(list, &freeifaddrs);
-  const std::string address = addressIn(list, name);
+  std::string address = addressIn(list, name);
   if (address.empty())
     throw CFailure(ExitStatus::kUsage, fmt::format("network interface '{}' has no IPv4 address", name),
                    "give it one, or name another with --interface");

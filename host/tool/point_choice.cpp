@@ -45,6 +45,7 @@ std::vector<plant::Point> PointChoice::pointsOf(const plant::Link& link) const {
 
 std::vector<Access> prepareReads(CSession& session, const std::vector<plant::Point>& points) {
   std::vector<Access> accesses;
+  accesses.reserve(points.size());
   for (const plant::Point& point : points) accesses.push_back({session.prepare(point), {}, 0});
   return accesses;
 }

@@ -38,7 +38,7 @@ void requirePresent(const plant::Link& link) {
 }
 
 plant::Link readPresentLink(const Options& options) {
-  const plant::Link link = readLink(options);
+  plant::Link link = readLink(options);
   requirePresent(link);
   return link;
 }

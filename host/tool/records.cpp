@@ -51,15 +51,20 @@ std::string csvCell(std::string text) {
   return '"' + text + '"';
 }
 
+template <typename TextOf>
+std::vector<std::string> cellsOf(const std::vector<Column>& columns, TextOf textOf) {
+  std::vector<std::string> cells;
+  cells.reserve(columns.size());
+  for (const Column& column : columns) cells.push_back(textOf(column));
+  return cells;
+}
+
 std::string csvHeader(const std::vector<Column>& columns) {
-  std::vector<std::string> keys;
-  for (const Column& column : columns) keys.push_back(column.key);
-  return fmt::format("{}\n", fmt::join(keys, ","));
+  return fmt::format("{}\n", fmt::join(cellsOf(columns, [](const Column& column) { return column.key; }), ","));
 }
 
 std::string csvLine(const std::vector<Column>& columns, const Record& record) {
-  std::vector<std::string> cells;
-  for (const Column& column : columns) cells.push_back(csvCell(cellText(record, column.key)));
+  const auto cells = cellsOf(columns, [&](const Column& column) { return csvCell(cellText(record, column.key)); });
   return fmt::format("{}\n", fmt::join(cells, ","));
 }
 
@@ -86,15 +91,11 @@ void CTable::fit(const Record& record) {
 }
 
 std::string CTable::header() const {
-  std::vector<std::string> cells;
-  for (const Column& column : columns_) cells.push_back(column.title);
-  return join(cells);
+  return join(cellsOf(columns_, [](const Column& column) { return column.title; }));
 }
 
 std::string CTable::line(const Record& record) const {
-  std::vector<std::string> cells;
-  for (const Column& column : columns_) cells.push_back(printable(cellText(record, column.key)));
-  return join(cells);
+  return join(cellsOf(columns_, [&](const Column& column) { return printable(cellText(record, column.key)); }));
 }
 
 std::string CTable::join(const std::vector<std::string>& cells) const {
@@ -149,8 +150,10 @@ void writeSingle(COutput& output, Format format, const Record& record) {
   std::size_t width = 0;
   for (const auto& field : record.items()) width = std::max(width, field.key().size());
   std::string text;
-  for (const auto& field : record.items())
-    text += fmt::format("{:{}}  {}\n", field.key(), width, printable(fieldText(field.value())));
+  for (const auto& field : record.items()) {
+    const std::string shown = printable(fieldText(field.value()));
+    text += shown.empty() ? field.key() + '\n' : fmt::format("{:{}}  {}\n", field.key(), width, shown);
+  }
   output.write(text);
 }
 

@@ -17,7 +17,7 @@ namespace tool {
 /// to be started or does not answer.
 class CSession {
  public:
-  /// Loads the plug-in and has it make a driver. Throws CFailure (plug-in; usage when there is no such interface).
+  /// Loads the plug-in and has it make a driver. Throws CFailure (plug-in). `options` outlive this object.
   explicit CSession(const Options& options);
   /// The same with a plug-in that is loaded already.
   CSession(const Options& options, std::unique_ptr<CPlugin> plugin);
