@@ -87,6 +87,7 @@ int serve(const CommandLine& commandLine, const char* startedAs) {
   helper::CFaultScript script;
   if (!script.load(directoryOfExecutable(startedAs), error)) log.write("{}", error);
   if (!helper::letGoOfStandardStreams(error)) return complain(error, kFailure);
+  setsid();  // Ctrl-C at the starter's terminal is not for this process; started by hand it leads its group and stays
 
   helper::CSimulatedPoints points;
   helper::CRequestService service(points, script, log);
