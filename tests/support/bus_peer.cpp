@@ -123,15 +123,16 @@ void BusPeer::run() {
 void BusPeer::acceptOne() {
   const int descriptor = accept4(listener_.number(), nullptr, nullptr, SOCK_CLOEXEC);
   if (descriptor < 0) return;
-  const int number = ++accepted_;
   if (mode_ == Mode::kCloseOnAccept) {
     ::close(descriptor);
+    ++accepted_;
     return;
   }
   const timeval limit{10, 0};
   setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit));  // a client that never reads is given up
   const std::lock_guard lock(mutex_);
-  connections_.push_back({descriptor, number, ""});
+  connections_.push_back({descriptor, accepted_ + 1, ""});
+  ++accepted_;  // afterwards: who has seen the number may send
 }
 
 // Result of this and the following: whether the connection stays open.

@@ -2,7 +2,9 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
+#include <string>
 
 namespace support {
 
@@ -17,6 +19,21 @@ inline std::size_t descriptorCount() {
 
 inline std::size_t threadCount() {
   return entriesOf("/proc/self/task");
+}
+
+/// A figure in KiB of a process's own status, such as "VmPeak".
+inline long statusKiB(const std::string& name, const std::string& process = "self") {
+  std::ifstream status("/proc/" + process + "/status");
+  for (std::string word; status >> word;) {
+    long kib = 0;
+    if (word == name + ":" && status >> kib) return kib;
+  }
+  return 0;
+}
+
+/// Resident memory of a process, in KiB.
+inline long residentKiB(const std::string& process = "self") {
+  return statusKiB("VmRSS", process);
 }
 
 }  // namespace support
