@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <stdexcept>
 
 #include "support/prepared_driver.h"
@@ -12,66 +11,12 @@ using support::HelperProject;
 using support::LoadedDriver;
 using support::symbolXml;
 using support::Words;
-using Clock = std::chrono::steady_clock;
 
 const std::string kTwoPoints = symbolXml(1, "Temp", "REAL") + symbolXml(2, "Flow", "REAL");
-constexpr auto kReplyWait = std::chrono::milliseconds(3000);
-constexpr auto kAllReplyWaits = 3 * kReplyWait + std::chrono::milliseconds(2000);  // with room for a busy machine
 
 std::string rules(const std::string& list) {
   return "[" + list + "]";
 }
-
-// What one fault in a read's reply comes to: the read's result, and whether the reads after a new connect are well.
-struct ReadFault {
-  const char* rule;
-  std::int32_t result;
-  bool recovers;
-};
-
-class ReadFaults : public testing::TestWithParam<ReadFault> {};
-
-TEST_P(ReadFaults, GivesItsCodeWithinTheWaitsAndNeverAWrongValue) {
-  const ReadFault& fault = GetParam();
-  ConnectedDriver plant(kTwoPoints,
-                        rules("{\"function\":\"bac_read\",\"after\":1,\"times\":1," + std::string(fault.rule) + "}"));
-  ASSERT_EQ(plant.write(1, {16384, 0}), 0);
-  const Words written = {16384, 0};
-  Words words;
-  ASSERT_EQ(plant.read(1, words), 0);
-  ASSERT_EQ(words, written);
-
-  words.clear();
-  const auto start = Clock::now();
-  EXPECT_EQ(plant.read(1, words), fault.result);
-  EXPECT_LT(Clock::now() - start, kAllReplyWaits);
-  EXPECT_EQ(words, fault.result == 0 ? written : Words{});
-  EXPECT_EQ(plant.driver->getConnectState(), fault.result < 0 ? -1 : 0);
-
-  if (fault.recovers) {
-    EXPECT_TRUE(support::waitUntil([&] { return plant.driver->connect() == 0; }));  // a dying helper may still accept
-  } else {
-    // The damaged bytes stay in the client: only another driver object helps.
-    EXPECT_NE(plant.driver->connect(), 0);
-    plant.driver.replace();
-    EXPECT_EQ(plant.driver->init(plant.project.config()), 0);
-    EXPECT_EQ(plant.driver->connect(), 0);
-  }
-  ASSERT_EQ(plant.write(1, written), 0);  // a helper that was restarted has forgotten it
-  words.clear();
-  EXPECT_EQ(plant.read(1, words), 0);
-  EXPECT_EQ(words, written);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Reply, ReadFaults,
-    testing::Values(ReadFault{"\"delayMs\":400", 0, true}, ReadFault{"\"silence\":true", -1, true},
-                    ReadFault{"\"close\":true", -1, true}, ReadFault{"\"exit\":3", -1, true},
-                    ReadFault{"\"hang\":true", -1, true}, ReadFault{"\"kill\":\"before\"", -1, true},
-                    ReadFault{"\"kill\":\"after\"", 0, true}, ReadFault{"\"garbage\":\"noise\"", 0, true},
-                    ReadFault{"\"badChecksum\":true", -1, false}, ReadFault{"\"half\":true", -1, false},
-                    ReadFault{"\"pieces\":40", 0, true}, ReadFault{"\"foreignType\":2", 0, true},
-                    ReadFault{"\"code\":9", 9, true}, ReadFault{"\"code\":-9", -9, true}));
 
 TEST(HelperFaults, AValueThatIsNoNumberThrowsAndLeavesNoLockBehind) {
   ConnectedDriver plant(kTwoPoints, rules(R"({"function":"bac_read","times":1,"value":"12,x"})"));

@@ -1,0 +1,102 @@
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "support/frame_encoder.h"
+
+namespace {
+
+using support::encodeBody;
+using support::lz4Frame;
+using support::messageFrame;
+using Seeds = std::vector<std::string>;
+
+Seeds bodySeeds() {
+  return {encodeBody({"func@bac_read", "7", "4"}),
+          encodeBody({"func@bac_multi_read", "2", "7", "4", "9", "2"}),
+          encodeBody({"x", "0", "16384,0"}),
+          encodeBody({"x", "0", "1,,2,", "-3,70000"}),
+          encodeBody({"x", "-9"}),
+          encodeBody({"", "\r\n", std::string("\0*$", 3)}),
+          "*0\r\n",
+          "*-1\r\n",
+          "*+1\r\n$01\r\na\r\n"};
+}
+
+Seeds frameSeeds() {
+  const std::string words(2000, '7');
+  return {messageFrame({"func@bac_read", "7", "4"}, 1),
+          messageFrame({"x", "0", "16384,0"}, 0xFFFFFFFFU),
+          messageFrame({"x", "0", words}, 3, 1, true),
+          messageFrame({"x"}, 4, 15),
+          support::encodeFrame("", {}),
+          "noise" + messageFrame({"x", "0"}, 6)};
+}
+
+Seeds lz4Seeds() {
+  LZ4F_preferences_t checked{};
+  checked.frameInfo.contentChecksumFlag = LZ4F_contentChecksumEnabled;
+  checked.frameInfo.blockChecksumFlag = LZ4F_blockChecksumEnabled;
+  checked.frameInfo.blockMode = LZ4F_blockIndependent;
+  LZ4F_preferences_t sized{};
+  sized.frameInfo.contentSize = 3000;
+  return {lz4Frame(""), lz4Frame("abc"), lz4Frame(std::string(3000, 'a')), lz4Frame(std::string(3000, 'b'), &checked),
+          lz4Frame(std::string(3000, 'c'), &sized)};
+}
+
+Seeds projectSeeds() {
+  const std::string link =
+      "<BACnet LinkID=\"1\"><Ip>127.0.0.1</Ip><DesPort>47808</DesPort><EnableReadPropm>true"
+      "</EnableReadPropm><Network>65536</Network><VirtualMac>0a</VirtualMac></BACnet>";
+  Seeds seeds;
+  for (const char* type : {"", "BOOL", "UDINT", "UINT", "REAL", "DOUBLE", "STRING", "other"}) {
+    seeds.push_back("<?xml version=\"1.0\"?><ProjectInfo>" + link +
+                    "<Symbols LinkID=\"1\"><Symbol><Name>Temp[3]</Name><RegId>-7</RegId><ObjectType>2</ObjectType>"
+                    "<Instance>9</Instance><PropID>85</PropID><DataType>" +
+                    type + "</DataType><BitNum>1</BitNum><PriorityReset>1</PriorityReset></Symbol></Symbols>" +
+                    "</ProjectInfo>");
+  }
+  return seeds;
+}
+
+Seeds replySeeds() {
+  Seeds seeds;
+  for (const char points : {'\0', '\2', '\x0f'}) {
+    for (const std::string& body : bodySeeds()) seeds.push_back(points + body);
+  }
+  for (const std::string& frame : frameSeeds()) seeds.push_back('\x81' + frame);
+  return seeds;
+}
+
+void write(const std::filesystem::path& directory, const Seeds& seeds) {
+  std::filesystem::create_directories(directory);
+  for (std::size_t i = 0; i < seeds.size(); ++i) {
+    std::ofstream file(directory / ("seed_" + std::to_string(i)), std::ios::binary);
+    file << seeds[i];
+    file.exceptions(std::ios::failbit | std::ios::badbit);
+    file.flush();
+  }
+}
+
+}  // namespace
+
+// fuzz_seeds DIRECTORY: writes a folder of inputs for each fuzzer, named like it.
+int main(int argc, char** argv) {
+  if (argc != 2) return 2;
+  try {
+    const std::filesystem::path directory = argv[1];
+    write(directory / "body", bodySeeds());
+    write(directory / "frame", frameSeeds());
+    write(directory / "lz4", lz4Seeds());
+    write(directory / "cmdline", {"a \"b c\" d", "\"\" \"x", "a\"b c\"", "\"a\nb\" c", "\t\v\f\r\n", "\"a\"\"b\""});
+    write(directory / "project", projectSeeds());
+    write(directory / "reply", replySeeds());
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "%s\n", failure.what());
+    return 1;
+  }
+  return 0;
+}
