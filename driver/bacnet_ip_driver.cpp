@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "driver/local_address.h"
 
@@ -127,10 +128,12 @@ std::int32_t CBACnetIpDriver::readRegisters(Batch& batch) {
   const std::unique_lock lock(mutex);
   std::vector<SymbolRecord> records;
   std::vector<std::vector<short>*> values;
+  records.reserve(batch.size());
+  values.reserve(batch.size());
   for (BatchItem& item : batch) {
     SymbolRecord record;
     if (!findPoint(item.reg, record)) continue;
-    records.push_back(record);
+    records.push_back(std::move(record));
     values.push_back(&item.words);
   }
   const std::int32_t result = link.readPoints(records, values);
@@ -152,12 +155,14 @@ std::int32_t CBACnetIpDriver::writeRegisters(Batch& batch) {
   std::vector<short> working;
   std::vector<SymbolRecord> records;
   std::vector<std::vector<short>*> values;
+  records.reserve(batch.size());
+  values.reserve(batch.size());
   for (const BatchItem& item : batch) {
     const CRegister reg = item.reg;
     working = item.words;
     SymbolRecord record;
     if (!findPoint(reg, record)) continue;
-    records.push_back(record);
+    records.push_back(std::move(record));
     values.push_back(&working);
   }
   const std::int32_t result = link.writePoints(records, values);

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <charconv>
+#include <string_view>
 
 #include "driver/bacnet_link.h"
 
@@ -30,12 +32,19 @@ std::string joinWords(const std::vector<short>& words) {
   return text;
 }
 
+// What std::stoi reads, and throws. Numbers as helpers write them need no string of their own for it.
+std::int32_t toNumber(std::string_view text) {
+  std::int32_t number = 0;
+  if (std::from_chars(text.data(), text.data() + text.size(), number).ec == std::errc()) return number;
+  return std::stoi(std::string(text));
+}
+
 // Appends the low 16 bits of every number; empty pieces are passed over.
-void appendWords(const std::string& text, std::vector<short>& words) {
+void appendWords(std::string_view text, std::vector<short>& words) {
   std::size_t at = 0;
   while (at < text.size()) {
     const std::size_t end = std::min(text.find(kWordSeparator, at), text.size());
-    if (end > at) words.push_back(static_cast<short>(std::stoi(text.substr(at, end - at))));
+    if (end > at) words.push_back(static_cast<short>(toNumber(text.substr(at, end - at))));
     at = end + 1;
   }
 }
@@ -44,12 +53,13 @@ void appendWords(const std::string& text, std::vector<short>& words) {
 
 std::int32_t CBACnetLink::callForCode(const cbl::CVelixMessage& request, cbl::CVelixMessage& reply) {
   if (!client.call(request, reply) || reply.size() <= kReplyCodeAt) return -1;
-  return std::stoi(reply[kReplyCodeAt]);
+  return toNumber(reply[kReplyCodeAt]);
 }
 
 std::int32_t CBACnetLink::readPoint(const SymbolRecord& record, std::vector<short>& words) {
   cbl::CVelixMessage request;
-  request.push_back("func@bac_read");
+  request.reserve(3);
+  request.emplace_back("func@bac_read");
   appendPoint(request, record);
 
   cbl::CVelixMessage reply;
@@ -62,7 +72,8 @@ std::int32_t CBACnetLink::readPoint(const SymbolRecord& record, std::vector<shor
 std::int32_t CBACnetLink::readPoints(const std::vector<SymbolRecord>& records,
                                      const std::vector<std::vector<short>*>& values) {
   cbl::CVelixMessage request;
-  request.push_back("func@bac_multi_read");
+  request.reserve(2 + 2 * records.size());
+  request.emplace_back("func@bac_multi_read");
   request.push_back(std::to_string(records.size()));
   for (const SymbolRecord& record : records) appendPoint(request, record);
 

@@ -17,7 +17,7 @@ as_root() {
 }
 
 is_installed() {
-  [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
+  dpkg-query -W -f '${db:Status-Status}\n' "$1" 2>/dev/null | grep -qx installed
 }
 
 # Installs those of the given packages that are missing.

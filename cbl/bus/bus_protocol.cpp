@@ -66,8 +66,7 @@ CBusProtocol::CBusProtocol() : compressionThreshold_(1024), compressionMode_(kMo
 CBusProtocol::~CBusProtocol() = default;
 
 std::int32_t CBusProtocol::pack(const CBusMessage& message, std::string& frame, std::int32_t identifier) {
-  std::string body;
-  const std::int32_t bodyLength = message.dump(body);
+  const std::int32_t bodyLength = message.dump(frame);  // the rest is put around it
   if (bodyLength < 0) return -1;
 
   const std::uint8_t mode = compressionThreshold_ > bodyLength ? kModePlain : compressionMode_;
@@ -85,13 +84,12 @@ std::int32_t CBusProtocol::pack(const CBusMessage& message, std::string& frame, 
   header[kTypeAndModeAt] = static_cast<char>(((message.getType() & 0x0FU) << 4) | (mode & 0x0FU));
   storeBigEndian(header + kTimestampAt, microsecondsNow());
 
-  if (!recode(body, mode, Lz4Direction::kCompress)) return -1;
-  if (body.size() > std::numeric_limits<std::int32_t>::max() - kFrameOverhead) return -1;
-  storeBigEndian(header + kBodyLengthAt, static_cast<std::uint32_t>(body.size()));
+  if (!recode(frame, mode, Lz4Direction::kCompress)) return -1;
+  if (frame.size() > std::numeric_limits<std::int32_t>::max() - kFrameOverhead) return -1;
+  storeBigEndian(header + kBodyLengthAt, static_cast<std::uint32_t>(frame.size()));
 
-  frame.clear();
-  frame.reserve(kFrameOverhead + body.size());
-  frame.append(header, kBodyAt).append(body);
+  frame.reserve(kFrameOverhead + frame.size());
+  frame.insert(0, header, kBodyAt);
   char checksum[kChecksumSize];
   storeBigEndian(checksum, crc32(frame.data(), frame.size()));
   frame.append(checksum, kChecksumSize);

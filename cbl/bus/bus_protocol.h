@@ -27,7 +27,8 @@ class CBusProtocol {
   CBusProtocol& operator=(const CBusProtocol&) = delete;
 
   /// Replaces `frame` by the frame of `message`. A negative `identifier` takes the next of this object's own counter.
-  /// Result: the frame's length in bytes; -1 when the body cannot be made, compressed, or framed.
+  /// Result: the frame's length in bytes; -1 when the body cannot be made, compressed, or framed (`frame` is then of no
+  /// use).
   std::int32_t pack(const CBusMessage& message, std::string& frame, std::int32_t identifier);
 
   /// Reads the frame that starts at `data` and ends exactly at `data + length`. Result: the frame's length in bytes, or

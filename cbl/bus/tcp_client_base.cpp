@@ -150,7 +150,8 @@ void CTcpClientBase::closeAndJoin() {
 }
 
 bool CTcpClientBase::isConnected() const {
-  return currentSocket() != nullptr;
+  const std::lock_guard lock(mutex_);
+  return socket_ != nullptr;
 }
 
 bool CTcpClientBase::isAutoRecv() const {
@@ -186,8 +187,8 @@ std::int32_t CTcpClientBase::waitWritable(const CDescriptor& socket, std::int32_
 
 std::int32_t CTcpClientBase::send(const char* data, std::int32_t length, std::int32_t timeoutMs) {
   if (data == nullptr || length <= 0) return -1;
-  if (!isConnected() && connect(-1, "") != 0) return -2;
-  const Socket socket = currentSocket();
+  Socket socket = currentSocket();
+  if (!socket && connect(-1, "") == 0) socket = currentSocket();
   if (!socket) return -2;
 
   // The send is tried before any wait: it nearly always goes out at once, and the results are the same.

@@ -6,7 +6,6 @@
 #include <limits>
 #include <memory>
 #include <utility>
-#include <vector>
 
 namespace cbl {
 
@@ -25,21 +24,22 @@ std::int32_t compress(const std::string& in, std::string& out) {
   if (LZ4F_isError(LZ4F_createCompressionContext(&created, LZ4F_VERSION)) != 0) return -1;
   const std::unique_ptr<LZ4F_cctx, FreeContext> context(created);
 
-  std::vector<char> work(LZ4F_compressBound(kInputBlock, nullptr));
+  const std::size_t room = LZ4F_compressBound(kInputBlock, nullptr);
+  const std::unique_ptr<char[]> work(new char[room]);
   std::string result;
   const auto append = [&](std::size_t produced) {
     if (LZ4F_isError(produced) != 0) return -2;
     if (produced > kLongest - result.size()) return -4;
-    result.append(work.data(), produced);
+    result.append(work.get(), produced);
     return 0;
   };
 
-  std::int32_t code = append(LZ4F_compressBegin(context.get(), work.data(), work.size(), nullptr));
+  std::int32_t code = append(LZ4F_compressBegin(context.get(), work.get(), room, nullptr));
   for (std::size_t at = 0; code == 0 && at < in.size(); at += kInputBlock) {
     const std::size_t block = std::min(kInputBlock, in.size() - at);
-    code = append(LZ4F_compressUpdate(context.get(), work.data(), work.size(), in.data() + at, block, nullptr));
+    code = append(LZ4F_compressUpdate(context.get(), work.get(), room, in.data() + at, block, nullptr));
   }
-  if (code == 0) code = append(LZ4F_compressEnd(context.get(), work.data(), work.size(), nullptr));
+  if (code == 0) code = append(LZ4F_compressEnd(context.get(), work.get(), room, nullptr));
   if (code != 0) return code;
 
   out = std::move(result);
@@ -51,17 +51,17 @@ std::int32_t decompress(const std::string& in, std::string& out) {
   if (LZ4F_isError(LZ4F_createDecompressionContext(&created, LZ4F_VERSION)) != 0) return -1;
   const std::unique_ptr<LZ4F_dctx, FreeContext> context(created);
 
-  std::vector<char> work(kInputBlock);
+  const std::unique_ptr<char[]> work(new char[kInputBlock]);
   std::string result;
   std::size_t at = 0;
   std::size_t expected = 1;  // what the library still wants; 0 once the frame is complete
   while (expected != 0) {
-    std::size_t produced = work.size();
+    std::size_t produced = kInputBlock;
     std::size_t consumed = in.size() - at;
-    expected = LZ4F_decompress(context.get(), work.data(), &produced, in.data() + at, &consumed, nullptr);
+    expected = LZ4F_decompress(context.get(), work.get(), &produced, in.data() + at, &consumed, nullptr);
     if (LZ4F_isError(expected) != 0) return -2;
     if (produced > kLongest - result.size()) return -4;
-    result.append(work.data(), produced);
+    result.append(work.get(), produced);
     at += consumed;
     if (expected != 0 && consumed == 0 && produced == 0) return -3;
   }
