@@ -2,7 +2,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <list>
+#include <thread>
 
 #include "cbl/file/directory.h"
 #include "cbl/file/read.h"
@@ -21,11 +23,17 @@ constexpr const char* kFallbackDirectory = "Devlib";
 constexpr std::int32_t kQuickCheckMs = 200;
 constexpr std::int32_t kStartConnectMs = 100;
 constexpr int kStartAttempts = 30;
-constexpr useconds_t kStartPauseUs = 100000;
-constexpr useconds_t kKillPauseUs = 50000;
+constexpr std::chrono::milliseconds kStartPause{100};
+constexpr std::chrono::milliseconds kKillPause{50};
 
 bool exists(const std::string& path) {
   return access(path.c_str(), F_OK) == 0;
+}
+
+// Sleeps for the whole time, also when the host's signals come in between: a start that is given up early is repeated
+// by the next connect, and helpers pile up.
+void pauseFor(std::chrono::milliseconds time) {
+  std::this_thread::sleep_for(time);
 }
 
 bool isReachable(velix::CVelixClient& client, const std::string& socketPath, std::int32_t timeoutMs) {
@@ -38,7 +46,7 @@ void killHangingServer(const std::string& pidPath) {
   if (cbl::readIntFromFile(pidPath.c_str(), pid, 10) != 0 || pid <= 0 || kill(pid, 0) != 0) return;
   cbl::logLine(cbl::kErrorTag, "Kill hanging process %d", pid);
   kill(pid, SIGKILL);
-  usleep(kKillPauseUs);
+  pauseFor(kKillPause);
 }
 
 void launchServer(const std::string& serverPath, const std::string& arguments) {
@@ -93,7 +101,7 @@ bool CBACnetLink::ensureServer() {
 
   for (int attempt = 0; attempt < kStartAttempts; ++attempt) {
     if (isReachable(client, socketPath, kStartConnectMs)) return true;
-    usleep(kStartPauseUs);
+    pauseFor(kStartPause);
   }
   return false;
 }
