@@ -30,7 +30,6 @@ endif()
 
 set(CPACK_GENERATOR DEB TGZ)
 set(CPACK_PACKAGE_NAME ${PROJECT_NAME})
-string(REPLACE "_" "-" CPACK_PACKAGE_NAME ${PROJECT_NAME})
 set(CPACK_PACKAGE_CONTACT "the maintainers of this driver <maintainers@localhost>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "BACnet/IP field-bus driver plug-in for HMI runtimes, with a small host and a development helper")
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
