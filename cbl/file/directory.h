@@ -26,8 +26,8 @@ std::int32_t listAllFiles(std::string directory, std::list<std::string>& files,
                           const std::vector<std::string>& extensions);
 
 /// Creates every missing level of `path`, with mode 0755.
-/// Result: 1 when the directory is there (or a file stands at the path's end: that it exists is all that is asked of the
-/// last level too); 0 for an empty path or a failure (printed on standard output).
+/// Result: 1 when the directory is there (or a file stands at the path's end: that it exists is all that is asked of
+/// the last level too); 0 for an empty path or a failure (printed on standard output).
 std::int32_t makeDirs(const std::string& path);
 
 }  // namespace cbl
