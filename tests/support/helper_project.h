@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <regex>
 #include <string>
@@ -29,6 +30,8 @@ inline std::string symbolXml(int regId, const std::string& name, const std::stri
 class HelperProject {
  public:
   HelperProject() : link(nextLink()) {
+    std::setvbuf(stdout, nullptr, _IONBF,
+                 0);  // a forked child that ends under the thread sanitizer writes its copy out
     const std::string emulator = EMULATOR;
     if (emulator.empty()) {
       std::filesystem::copy_file(BIN_DIR "/BACnet_Velix", dir.file("BACnet_Velix"));
@@ -96,7 +99,7 @@ class HelperProject {
  private:
   static std::int32_t nextLink() {
     static std::int32_t used = 0;
-    return 1000000 + static_cast<std::int32_t>(getpid()) * 16 + used++;
+    return 1000000 + static_cast<std::int32_t>(getpid()) * 64 + used++;
   }
 };
 

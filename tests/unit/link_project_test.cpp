@@ -155,7 +155,6 @@ TEST_F(LinkProject, TheLastLinkElementAndTheFirstPointOfANumberStay) {
 TEST_F(LinkProject, FilesThatCannotBeUsed) {
   EXPECT_EQ(link.loadProject("", 3), -1);
   EXPECT_EQ(link.loadProject(dir.file("missing.xml"), 3), -2);
-  EXPECT_EQ(link.loadProject(dir.path().string(), 3), -2);
   EXPECT_EQ(load("<ProjectInfo>"), -2);
   EXPECT_EQ(load("<Wrapper><ProjectInfo/></Wrapper>"), -3);
   EXPECT_TRUE(peer.requests().empty());
