@@ -30,9 +30,16 @@ std::string jsonText(const Record& record) {
   return record.dump(-1, ' ', false, Record::error_handler_t::replace);  // also for texts that are no UTF-8
 }
 
+// JSON's own text of a number is at times a longer one than need be.
+std::string shortestText(double number) {
+  const std::string text = fmt::format("{}", number);
+  return text.find_first_of(".einf") == std::string::npos ? text + ".0" : text;
+}
+
 std::string fieldText(const Record& field) {
   if (field.is_null()) return "";
   if (field.is_string()) return field.get<std::string>();
+  if (field.is_number_float()) return shortestText(field.get<double>());
   if (!field.is_array()) return field.dump();
   std::string text;
   for (const Record& element : field) text += (text.empty() ? "" : " ") + fieldText(element);
