@@ -2,6 +2,7 @@
 #include <zlib.h>
 
 #include <chrono>
+#include <optional>
 #include <random>
 #include <regex>
 #include <set>
@@ -117,6 +118,34 @@ TEST_F(Frame, AnyFlippedBitOrCutIsRefused) {
   }
   EXPECT_EQ(protocol.unpack(nullptr, 100, info), -1);
   EXPECT_EQ(protocol.unpack(golden.data(), -1, info), -1);
+}
+
+/// The body of the frame that is found while the bytes come in two pieces split at `place`.
+std::optional<std::string> bodyInPieces(const std::string& bytes, std::size_t place) {
+  const cbl::CBusProtocol protocol;
+  for (const std::size_t length : {place, bytes.size()}) {
+    cbl::BusFrameInfo info;
+    const std::int32_t consumed = protocol.findAndUnpack(bytes.data(), static_cast<std::int32_t>(length), info);
+    if (consumed > 0) return info.body;
+  }
+  return std::nullopt;
+}
+
+TEST(DamagedFrame, IsRefusedWhereverTheBytesAreSplit) {
+  const Strings reply = {"func@bac_read", "0", "16384,0"};
+  const Strings large = {"func@bac_read", "0", std::string(2000, '7')};
+  for (const Strings& elements : {reply, large}) {
+    std::string frame = support::messageFrame(elements, 2, 0, elements == large);
+    const std::string body = support::encodeBody(elements);
+    for (std::size_t place = 0; place < frame.size(); ++place) {
+      ASSERT_EQ(bodyInPieces(frame, place), body) << place;
+      for (std::size_t bit = 0; bit < 8 * frame.size(); ++bit) {
+        frame[bit / 8] = static_cast<char>(frame[bit / 8] ^ (1 << (bit % 8)));
+        ASSERT_FALSE(bodyInPieces(frame, place)) << "bit " << bit << ", split at " << place;
+        frame[bit / 8] = static_cast<char>(frame[bit / 8] ^ (1 << (bit % 8)));
+      }
+    }
+  }
 }
 
 TEST_F(Frame, ALengthBeyondTheFrameIsRefused) {
