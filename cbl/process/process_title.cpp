@@ -41,7 +41,7 @@ std::int32_t setProcessTitle(std::int32_t argc, char** argv, const std::string& 
 
   const auto room = static_cast<std::size_t>(end - begin);
   std::memset(begin, 0, room);
-  std::memcpy(begin, title.data(), std::min(title.size(), room - 1));
+  std::copy_n(title.begin(), std::min(title.size(), room - 1), begin);
   if (argc > 1) argv[1] = nullptr;
   return 0;
 }
