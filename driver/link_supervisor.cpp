@@ -23,17 +23,13 @@ constexpr const char* kFallbackDirectory = "Devlib";
 constexpr std::int32_t kQuickCheckMs = 200;
 constexpr std::int32_t kStartConnectMs = 100;
 constexpr int kStartAttempts = 30;
+// Slept for their whole time, also when the host's signals come in between: a start that is given up early is repeated
+// by the next connect, and helpers pile up.
 constexpr std::chrono::milliseconds kStartPause{100};
 constexpr std::chrono::milliseconds kKillPause{50};
 
 bool exists(const std::string& path) {
   return access(path.c_str(), F_OK) == 0;
-}
-
-// Sleeps for the whole time, also when the host's signals come in between: a start that is given up early is repeated
-// by the next connect, and helpers pile up.
-void pauseFor(std::chrono::milliseconds time) {
-  std::this_thread::sleep_for(time);
 }
 
 bool isReachable(velix::CVelixClient& client, const std::string& socketPath, std::int32_t timeoutMs) {
@@ -46,7 +42,7 @@ void killHangingServer(const std::string& pidPath) {
   if (cbl::readIntFromFile(pidPath.c_str(), pid, 10) != 0 || pid <= 0 || kill(pid, 0) != 0) return;
   cbl::logLine(cbl::kErrorTag, "Kill hanging process %d", pid);
   kill(pid, SIGKILL);
-  pauseFor(kKillPause);
+  std::this_thread::sleep_for(kKillPause);
 }
 
 void launchServer(const std::string& serverPath, const std::string& arguments) {
@@ -101,7 +97,7 @@ bool CBACnetLink::ensureServer() {
 
   for (int attempt = 0; attempt < kStartAttempts; ++attempt) {
     if (isReachable(client, socketPath, kStartConnectMs)) return true;
-    pauseFor(kStartPause);
+    std::this_thread::sleep_for(kStartPause);
   }
   return false;
 }

@@ -8,7 +8,7 @@
 #include <iterator>
 #include <utility>
 
-#include "helper/retry_interrupted.h"
+#include "cbl/process/retry_interrupted.h"
 
 namespace helper {
 
@@ -26,7 +26,7 @@ CBusConnection::CBusConnection(int socket) : socket_(socket) {}
 void CBusConnection::receive() {
   std::array<char, kReadBlock> block;
   const ssize_t count =
-      retryInterrupted([&] { return ::recv(socket_.number(), block.data(), block.size(), MSG_DONTWAIT); });
+      cbl::retryInterrupted([&] { return ::recv(socket_.number(), block.data(), block.size(), MSG_DONTWAIT); });
   if (count > 0) {
     input_.append(block.data(), static_cast<std::size_t>(count));
   } else if (count == 0) {
@@ -55,7 +55,7 @@ Aftermath CBusConnection::send(Clock::time_point now) {
     while (sent_ < step.bytes.size()) {
       const std::size_t left = step.bytes.size() - sent_;
       const std::size_t piece = step.pieceSize == 0 ? left : std::min(left, step.pieceSize);
-      const ssize_t count = retryInterrupted(
+      const ssize_t count = cbl::retryInterrupted(
           [&] { return ::send(socket_.number(), step.bytes.data() + sent_, piece, MSG_DONTWAIT | MSG_NOSIGNAL); });
       if (count < 0) {
         socketIsFull_ = errno == EAGAIN;

@@ -11,7 +11,7 @@
 #include <limits>
 #include <new>
 
-#include "helper/retry_interrupted.h"
+#include "cbl/process/retry_interrupted.h"
 
 namespace helper {
 
@@ -33,7 +33,7 @@ int CBusServer::run() {
   while (!exitStatus_) {
     std::array<epoll_event, kMostEvents> events;
     const int count =
-        retryInterrupted([&] { return ::epoll_wait(epoll_.number(), events.data(), kMostEvents, timeout()); });
+        cbl::retryInterrupted([&] { return ::epoll_wait(epoll_.number(), events.data(), kMostEvents, timeout()); });
     if (count < 0) {
       log_.write("epoll_wait failed: {}", std::strerror(errno));
       return 1;
@@ -80,7 +80,7 @@ int CBusServer::timeout() const {
 void CBusServer::acceptClients() {
   while (clients_.size() < kMostClients) {
     const int socket =
-        retryInterrupted([&] { return ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK); });
+        cbl::retryInterrupted([&] { return ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK); });
     if (socket < 0) {
       if (errno == EAGAIN || errno == ECONNABORTED) return;
       log_.write("accept failed: {}", std::strerror(errno));
@@ -178,7 +178,7 @@ bool CBusServer::finish(const Aftermath& aftermath) {
 // Waits for a signal if none is there. Result: the exit status.
 int CBusServer::readSignal() {
   ::signalfd_siginfo signal{};
-  if (retryInterrupted([&] { return ::read(signals_, &signal, sizeof(signal)); }) < 0) {
+  if (cbl::retryInterrupted([&] { return ::read(signals_, &signal, sizeof(signal)); }) < 0) {
     log_.write("signalfd failed: {}", std::strerror(errno));
     return 1;
   }

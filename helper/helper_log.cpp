@@ -10,7 +10,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "helper/retry_interrupted.h"
+#include "cbl/process/retry_interrupted.h"
 
 namespace helper {
 
@@ -60,7 +60,7 @@ void CHelperLog::writeLine(std::string_view text) {
     }
   }
   line += '\n';
-  const ssize_t written = retryInterrupted([&] { return ::write(file_.number(), line.data(), line.size()); });
+  const ssize_t written = cbl::retryInterrupted([&] { return ::write(file_.number(), line.data(), line.size()); });
   if (written > 0) size_ += static_cast<std::size_t>(written);
 }
 

@@ -10,7 +10,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "helper/retry_interrupted.h"
+#include "cbl/process/retry_interrupted.h"
 
 namespace helper {
 
@@ -27,7 +27,8 @@ std::string failure(const std::string& path) {
 class CDirectoryLock {
  public:
   CDirectoryLock() : directory_(::open(kDirectory, O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-    isHeld_ = directory_.number() >= 0 && retryInterrupted([&] { return ::flock(directory_.number(), LOCK_EX); }) == 0;
+    isHeld_ =
+        directory_.number() >= 0 && cbl::retryInterrupted([&] { return ::flock(directory_.number(), LOCK_EX); }) == 0;
   }
   bool isHeld() const { return isHeld_; }
 
@@ -59,7 +60,7 @@ bool isAnswered(const std::string& path) {
 std::string readAll(const std::string& path) {
   char text[64];
   const cbl::CDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  const ssize_t count = retryInterrupted([&] { return ::read(file.number(), text, sizeof(text)); });
+  const ssize_t count = cbl::retryInterrupted([&] { return ::read(file.number(), text, sizeof(text)); });
   return count > 0 ? std::string(text, static_cast<std::size_t>(count)) : std::string();
 }
 

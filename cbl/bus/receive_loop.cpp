@@ -22,10 +22,6 @@ constexpr std::int32_t kHandshakeTimeoutMs = 3000;
 constexpr std::size_t kChunkSize = 16384;
 constexpr std::string_view kStopWord = "@exit_auto_recv";  // only wakes the thread; nobody reads what it says
 
-bool isTransient(int error) {
-  return error == EAGAIN || error == EINTR;
-}
-
 std::int32_t msUntil(Clock::time_point deadline) {
   const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
   return left > 0 ? static_cast<std::int32_t>(left) : 0;

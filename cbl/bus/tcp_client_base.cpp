@@ -23,10 +23,6 @@ constexpr std::int32_t kLargestPort = 65535;
 constexpr std::int32_t kHandshakeTimeoutMs = 3000;
 constexpr int kSendWaitAttempts = 4;
 
-bool isTransient(int error) {
-  return error == EAGAIN || error == EINTR;
-}
-
 }  // namespace
 
 CTcpClientBase::CTcpClientBase() : connectTimeoutMs_(kDefaultConnectTimeoutMs), ioTimeoutMs_(kInitialIoTimeoutMs) {}

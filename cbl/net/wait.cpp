@@ -29,6 +29,10 @@ std::int32_t waitForAny(pollfd* descriptors, nfds_t count, std::int32_t timeoutM
 
 }  // namespace
 
+bool isTransient(std::int32_t error) {
+  return error == EAGAIN || error == EINTR;
+}
+
 std::int32_t waitFor(std::int32_t descriptor, WaitFor what, std::int32_t timeoutMs) {
   pollfd entry{descriptor, static_cast<short>(what == WaitFor::kReadable ? POLLIN : POLLOUT), 0};
   return waitForAny(&entry, 1, timeoutMs);

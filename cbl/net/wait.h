@@ -11,6 +11,9 @@ enum class WaitFor { kReadable, kWritable };
 /// Result: 1 ready; 0 time-out; -1 failed, with errno (EINTR after a signal, EBADF for a closed descriptor).
 std::int32_t waitFor(std::int32_t descriptor, WaitFor what, std::int32_t timeoutMs);
 
+/// Whether a call that failed with `error` says only that there is nothing yet, or that a signal came in between.
+bool isTransient(std::int32_t error);
+
 struct PairReady {
   bool first = false;
   bool second = false;

@@ -11,6 +11,7 @@
 
 #include "cbl/process/child_report.h"
 #include "cbl/process/close_descriptors.h"
+#include "cbl/process/retry_interrupted.h"
 
 namespace cbl {
 
@@ -115,11 +116,7 @@ std::int32_t execCommand(const std::string& commandLine, const std::vector<std::
 
   const pid_t child = fork();
   if (child > 0) {
-    pid_t waited = 0;
-    do {
-      waited = waitpid(child, nullptr, 0);
-    } while (waited < 0 && errno == EINTR);
-    return waited < 0 ? -5 : 0;
+    return retryInterrupted([&] { return waitpid(child, nullptr, 0); }) < 0 ? -5 : 0;
   }
 
   // Also reached when the fork failed: then the calling process itself goes on as the program.

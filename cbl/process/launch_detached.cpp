@@ -11,6 +11,7 @@
 #include "cbl/net/descriptor.h"
 #include "cbl/process/child_report.h"
 #include "cbl/process/close_descriptors.h"
+#include "cbl/process/retry_interrupted.h"
 
 namespace cbl {
 
@@ -54,19 +55,13 @@ struct Launch {
 
 bool readProcessId(int readEnd, std::int32_t& processId) {
   static_assert(sizeof(pid_t) == sizeof(processId));
-  ssize_t count = 0;
-  do {
-    count = read(readEnd, &processId, sizeof(processId));
-  } while (count < 0 && errno == EINTR);
+  const ssize_t count = retryInterrupted([&] { return read(readEnd, &processId, sizeof(processId)); });
   return count == static_cast<ssize_t>(sizeof(processId));
 }
 
 bool endedWell(pid_t child) {
   int status = 0;
-  pid_t waited = 0;
-  do {
-    waited = waitpid(child, &status, 0);
-  } while (waited < 0 && errno == EINTR);
+  const pid_t waited = retryInterrupted([&] { return waitpid(child, &status, 0); });
   return waited == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 

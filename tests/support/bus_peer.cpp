@@ -123,11 +123,6 @@ void BusPeer::run() {
 void BusPeer::acceptOne() {
   const int descriptor = accept4(listener_.number(), nullptr, nullptr, SOCK_CLOEXEC);
   if (descriptor < 0) return;
-  if (mode_ == Mode::kCloseOnAccept) {
-    ::close(descriptor);
-    ++accepted_;
-    return;
-  }
   const timeval limit{10, 0};
   setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit));  // a client that never reads is given up
   const std::lock_guard lock(mutex_);

@@ -49,9 +49,8 @@ class BusPeer {
   /// Runs on the peer's thread.
   using Answer = std::function<PeerAnswer(const PeerRequest& request)>;
   enum class Mode {
-    kServe,          ///< decodes requests and answers
-    kNeverRead,      ///< accepts and leaves everything in the socket's buffers
-    kCloseOnAccept,  ///< hangs up at once
+    kServe,      ///< decodes requests and answers
+    kNeverRead,  ///< accepts and leaves everything in the socket's buffers
   };
 
   /// Listens when it returns. Without an answer, requests are recorded and left unanswered.

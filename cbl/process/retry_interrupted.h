@@ -2,9 +2,10 @@
 
 #include <cerrno>
 
-namespace helper {
+namespace cbl {
 
 /// Calls `operation`, a system call that answers below 0 on failure, again for as long as a signal interrupts it.
+/// Async-signal-safe when the operation is.
 template <typename Operation>
 auto retryInterrupted(Operation operation) {
   auto result = operation();
@@ -12,4 +13,4 @@ auto retryInterrupted(Operation operation) {
   return result;
 }
 
-}  // namespace helper
+}  // namespace cbl
