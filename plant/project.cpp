@@ -29,14 +29,11 @@ constexpr std::array<WordMeaning, 6> kDataTypes = {{
     {"STRING", DataType::kString, 1},
 }};
 
-constexpr std::int32_t kPresentValue = 85;
-constexpr std::int32_t kPriorityArray = 87;
 constexpr std::int32_t kNotifyType = 72;
 constexpr std::int32_t kUnits = 117;
 
-bool isEnumerated(DataType type, std::int32_t propId) {
-  if (propId == kNotifyType || propId == kUnits) return true;
-  return type == DataType::kBool && (propId == kPresentValue || propId == kPriorityArray);
+bool isEnumerated(std::int32_t propId) {
+  return propId == kNotifyType || propId == kUnits;
 }
 
 void readName(const std::string& text, Point& point) {
@@ -63,7 +60,7 @@ Point readPoint(const pugi::xml_node& symbol) {
     point.type = meaning->type;
     point.size = meaning->size;
   }
-  if (isEnumerated(point.type, point.propId)) point.type = DataType::kEnumerated;  // the size stays the word's
+  if (isEnumerated(point.propId)) point.type = DataType::kEnumerated;  // the size stays the word's
   point.bitNum = integer("BitNum");
   point.priorityReset = symbol.child("PriorityReset").text().as_bool();
   return point;
