@@ -34,6 +34,7 @@ ExitStatus runAndComplain(int argc, char** argv) {
     return run(argc, argv);
   } catch (const CFailure& failure) {
     complain(failure.what());
+    if (failure.status() == ExitStatus::kUnreachable) complain("'hmi-host doctor' examines each step");
     return failure.status();
   } catch (const ReaderGone&) {
     return ExitStatus::kWell;  // it has had what it wanted

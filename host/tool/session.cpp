@@ -60,7 +60,7 @@ void CSession::init() {
   if (code == kFailed)
     throw CFailure(ExitStatus::kUnreachable,
                    fmt::format("the helper of link {} does not start (init {})", options_.link, code),
-                   "'hmi-host doctor' shows which step fails");
+                   fmt::format("run it by hand to see why: BACnet_Velix {} -f", options_.link));
   if (code == kHandOffUnanswered)
     throw CFailure(ExitStatus::kUnreachable,
                    fmt::format("the helper of link {} does not take the project file (init {})", options_.link, code),
@@ -78,7 +78,7 @@ void CSession::connect() {
   if (code == kFailed)
     throw CFailure(ExitStatus::kUnreachable,
                    fmt::format("the helper of link {} does not answer (connect {})", options_.link, code),
-                   "try again; if that fails, 'hmi-host doctor' shows which step does");
+                   "try again; if that fails, end the process that its pid file names");
   throw CFailure(ExitStatus::kRefused,
                  fmt::format("the helper of link {} refused to connect with code {}", options_.link, code),
                  "look at the link's parameters ('hmi-host info') and the helper's log");
