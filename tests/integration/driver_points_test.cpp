@@ -127,45 +127,6 @@ TEST(DriverPoints, BatchesOfOneAndNone) {
   EXPECT_EQ(plant.project.calls("bac_multi_read"), 1U);  // asked for no point, but asked
 }
 
-TEST(DriverPoints, AHundredPointsTakeTenCalls) {
-  std::string symbols;
-  for (int regId = 1; regId <= 100; ++regId) symbols += symbolXml(regId, "P" + std::to_string(regId), "REAL");
-  ConnectedDriver plant(symbols);
-  ASSERT_TRUE(plant.driver->supportsMultiAccess());
-
-  driver::AccessRequest read{driver::AccessRequest::kRead};
-  int regId = 1;
-  while (regId <= 100) {
-    driver::Batch batch;
-    for (int count = 0; regId <= 100 && plant.driver->acceptBatchItem(nullptr, count, read); ++regId) {
-      batch.push_back({preparedRegister(*plant.driver, regId), {}});
-    }
-    EXPECT_EQ(batch.size(), regId <= 100 ? 11U : 1U);
-    EXPECT_EQ(plant.driver->readRegisters(batch), 0);
-    for (const driver::BatchItem& item : batch) EXPECT_EQ(item.words.size(), 2U);
-  }
-  EXPECT_EQ(plant.project.calls("bac_multi_read") + plant.project.calls("bac_read"), 10U);
-}
-
-TEST(DriverPoints, AKilledHelperIsBroughtBackByTheNextConnect) {
-  ConnectedDriver plant(plantXml());
-  ASSERT_EQ(plant.write(1, {16384, 0}), 0);
-  const pid_t first = plant.project.helperPid();
-  plant.project.killHelper();
-
-  Words words;
-  EXPECT_EQ(plant.read(1, words), -1);
-  EXPECT_TRUE(words.empty());
-  EXPECT_EQ(plant.driver->getConnectState(), -1);
-  EXPECT_EQ(plant.read(1, words), -1);  // tried again, and nobody is there
-
-  EXPECT_EQ(plant.driver->connect(), 0);
-  EXPECT_EQ(plant.driver->getConnectState(), 0);
-  EXPECT_NE(plant.project.helperPid(), first);
-  EXPECT_EQ(plant.read(1, words), 0);
-  EXPECT_EQ(words.size(), 2U);
-}
-
 TEST(DriverPoints, OnlyReadsAndBatchWritesMarkTheLinkAsLost) {
   ConnectedDriver plant(plantXml());
   plant.project.killHelper();
@@ -181,22 +142,6 @@ TEST(DriverPoints, OnlyReadsAndBatchWritesMarkTheLinkAsLost) {
   EXPECT_EQ(plant.driver->readRegisters(batch), -1);
   EXPECT_EQ(plant.driver->getConnectState(), -1);
   EXPECT_EQ(batch.front().words, (Words{1, 2}));
-}
-
-TEST(DriverPoints, LongRequestsAndRepliesTravelCompressed) {
-  std::string symbols;
-  for (int regId = 1; regId <= 11; ++regId) symbols += symbolXml(regId, "T" + std::to_string(regId), "STRING");
-  ConnectedDriver plant(symbols);
-  std::vector<std::pair<int, Words>> items;
-  const Words text(128, 0x4142);
-  for (int regId = 1; regId <= 11; ++regId) items.emplace_back(regId, text);
-
-  driver::Batch batch = batchOf(*plant.driver, items);
-  for (driver::BatchItem& item : batch) item.reg.setLength(128);
-  ASSERT_EQ(plant.driver->writeRegisters(batch), 0);
-  for (driver::BatchItem& item : batch) item.words.clear();
-  ASSERT_EQ(plant.driver->readRegisters(batch), 0);
-  for (const driver::BatchItem& item : batch) EXPECT_EQ(item.words, text);
 }
 
 }  // namespace

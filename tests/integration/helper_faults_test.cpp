@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <stdexcept>
-
 #include "support/prepared_driver.h"
 
 namespace {
@@ -16,17 +14,6 @@ const std::string kTwoPoints = symbolXml(1, "Temp", "REAL") + symbolXml(2, "Flow
 
 std::string rules(const std::string& list) {
   return "[" + list + "]";
-}
-
-TEST(HelperFaults, AValueThatIsNoNumberThrowsAndLeavesNoLockBehind) {
-  ConnectedDriver plant(kTwoPoints, rules(R"({"function":"bac_read","times":1,"value":"12,x"})"));
-  Words words;
-  EXPECT_THROW(plant.read(1, words), std::invalid_argument);
-  EXPECT_EQ(words, Words{12});
-  EXPECT_EQ(plant.driver->getConnectState(), 0);
-  words.clear();
-  EXPECT_EQ(plant.read(1, words), 0);
-  EXPECT_EQ(plant.driver->disconnect(), 0);
 }
 
 TEST(HelperFaults, AHelperThatAcceptsButDoesNotAnswerIsAskedAgainAndNotKilled) {

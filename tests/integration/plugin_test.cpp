@@ -64,26 +64,29 @@ std::size_t slotOf(Operation operation) {
 }
 
 TEST(Plugin, HasTheHostsOperationsInSlotOrder) {
-  EXPECT_EQ(slotOf(&CDriver::init), 2U);
-  EXPECT_EQ(slotOf(&CDriver::disconnect), 3U);
-  EXPECT_EQ(slotOf(&CDriver::updateConfig), 4U);
-  EXPECT_EQ(slotOf(&CDriver::getStatus), 5U);
-  EXPECT_EQ(slotOf(&CDriver::getConnectState), 6U);
-  EXPECT_EQ(slotOf(&CDriver::connect), 7U);
-  EXPECT_EQ(slotOf(&CDriver::prepareRegister), 8U);
-  EXPECT_EQ(slotOf(&CDriver::supportsMultiAccess), 9U);
-  EXPECT_EQ(slotOf(&CDriver::acceptBatchItem), 10U);
-  EXPECT_EQ(slotOf(&CDriver::readRegister), 11U);
-  EXPECT_EQ(slotOf(&CDriver::readRegisters), 12U);
-  EXPECT_EQ(slotOf(&CDriver::writeRegister), 13U);
-  EXPECT_EQ(slotOf(&CDriver::writeRegisters), 14U);
-  EXPECT_EQ(slotOf(&CDriver::readAligned), 15U);
-  EXPECT_EQ(slotOf(&CDriver::writeAligned), 16U);
-  EXPECT_EQ(slotOf(&CDriver::reserved3), 17U);
-  EXPECT_EQ(slotOf(&CDriver::reserved4), 18U);
-  EXPECT_EQ(slotOf(&CDriver::get_type), 19U);
-  EXPECT_EQ(slotOf(&CDriver::get_ptr), 20U);
-  EXPECT_EQ(slotOf(&CDriver::get_derived_info), 21U);
+  std::size_t slot = 1;  // the destructors take 0 and 1
+  for (const std::size_t actual : {slotOf(&CDriver::init),
+                                   slotOf(&CDriver::disconnect),
+                                   slotOf(&CDriver::updateConfig),
+                                   slotOf(&CDriver::getStatus),
+                                   slotOf(&CDriver::getConnectState),
+                                   slotOf(&CDriver::connect),
+                                   slotOf(&CDriver::prepareRegister),
+                                   slotOf(&CDriver::supportsMultiAccess),
+                                   slotOf(&CDriver::acceptBatchItem),
+                                   slotOf(&CDriver::readRegister),
+                                   slotOf(&CDriver::readRegisters),
+                                   slotOf(&CDriver::writeRegister),
+                                   slotOf(&CDriver::writeRegisters),
+                                   slotOf(&CDriver::readAligned),
+                                   slotOf(&CDriver::writeAligned),
+                                   slotOf(&CDriver::reserved3),
+                                   slotOf(&CDriver::reserved4),
+                                   slotOf(&CDriver::get_type),
+                                   slotOf(&CDriver::get_ptr),
+                                   slotOf(&CDriver::get_derived_info)}) {
+    EXPECT_EQ(actual, ++slot);
+  }
 }
 
 TEST(Plugin, AnswersThroughTheRealVirtualTable) {
@@ -105,17 +108,6 @@ TEST(Plugin, AnswersThroughTheRealVirtualTable) {
   EXPECT_EQ(words, std::vector<short>{7});
   EXPECT_EQ(reinterpret_cast<void* (*)(CDriver*)>(table[20])(object), object);
   EXPECT_EQ(object->get_type().get_name(), "BACnet_IP");
-}
-
-TEST(Plugin, ReleasesTheDriverOnceWithItsLastOwner) {
-  const Plugin plugin;
-  rttr::variant owner;
-  ASSERT_EQ(plugin.create(owner), 0);
-  rttr::variant second = owner;
-  owner = rttr::variant();
-  auto* object = second.extract_wrapped_value().convert<CDriver*>();
-  ASSERT_NE(object, nullptr);
-  EXPECT_EQ(object->getConnectState(), -1);  // still alive: the second owner holds it
 }
 
 }  // namespace

@@ -53,10 +53,9 @@ bool sendAll(int descriptor, const std::string& bytes) {
 
 }  // namespace
 
-BusPeer::BusPeer(std::string path, Answer answer, Mode mode)
+BusPeer::BusPeer(std::string path, Answer answer)
     : path_(std::move(path)),
       answer_(std::move(answer)),
-      mode_(mode),
       listener_(listenOn(path_)),
       wakeUp_(eventfd(0, EFD_CLOEXEC)),
       thread_([this] { run(); }) {}
@@ -100,13 +99,12 @@ std::vector<PeerRequest> BusPeer::requests() const {
 void BusPeer::run() {
   while (!stopping_) {
     std::vector<pollfd> entries = {{listener_.number(), POLLIN, 0}, {wakeUp_.number(), POLLIN, 0}};
-    const short wanted = mode_ == Mode::kServe ? POLLIN : 0;
-    for (const Connection& connection : connections_) entries.push_back({connection.descriptor, wanted, 0});
+    for (const Connection& connection : connections_) entries.push_back({connection.descriptor, POLLIN, 0});
     if (poll(entries.data(), entries.size(), -1) < 0) continue;
 
     for (std::size_t i = 2; i < entries.size(); ++i) {
       Connection& connection = connections_[i - 2];
-      if (entries[i].revents == 0 || (mode_ == Mode::kServe && readFrom(connection))) continue;
+      if (entries[i].revents == 0 || readFrom(connection)) continue;
       const std::lock_guard lock(mutex_);
       ::close(connection.descriptor);
       connection.descriptor = -1;

@@ -48,13 +48,10 @@ class BusPeer {
  public:
   /// Runs on the peer's thread.
   using Answer = std::function<PeerAnswer(const PeerRequest& request)>;
-  enum class Mode {
-    kServe,      ///< decodes requests and answers
-    kNeverRead,  ///< accepts and leaves everything in the socket's buffers
-  };
 
-  /// Listens when it returns. Without an answer, requests are recorded and left unanswered.
-  explicit BusPeer(std::string path, Answer answer = nullptr, Mode mode = Mode::kServe);
+  /// Listens when it returns. Without an answer, requests are recorded and left unanswered. An answer that blocks keeps
+  /// the peer from reading on.
+  explicit BusPeer(std::string path, Answer answer = nullptr);
   ~BusPeer();
   BusPeer(const BusPeer&) = delete;
   BusPeer& operator=(const BusPeer&) = delete;
@@ -89,7 +86,6 @@ class BusPeer {
 
   const std::string path_;
   const Answer answer_;
-  const Mode mode_;
   cbl::CDescriptor listener_;
   cbl::CDescriptor wakeUp_;
   std::atomic<bool> stopping_{false};

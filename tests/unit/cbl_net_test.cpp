@@ -1,4 +1,3 @@
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/tcp.h>
@@ -14,6 +13,7 @@
 #include "cbl/net/tcp_socket.h"
 #include "cbl/net/unix_socket.h"
 #include "support/bus_peer.h"
+#include "support/loopback_port.h"
 #include "support/process_state.h"
 #include "support/temp_dir.h"
 
@@ -23,6 +23,7 @@ using cbl::CDescriptor;
 using cbl::CSemaphoreEx;
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
+using support::LoopbackPort;
 
 int optionOf(int descriptor, int level, int name) {
   int value = -1;
@@ -34,22 +35,6 @@ int optionOf(int descriptor, int level, int name) {
 bool isNonBlocking(int descriptor) {
   return (fcntl(descriptor, F_GETFL) & O_NONBLOCK) != 0;
 }
-
-/// A socket on an ephemeral loopback port, bound and, when asked, listening.
-struct LoopbackPort {
-  explicit LoopbackPort(bool listening) : descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof(address);
-    bind(descriptor.number(), reinterpret_cast<sockaddr*>(&address), size);
-    if (listening) listen(descriptor.number(), 4);
-    getsockname(descriptor.number(), reinterpret_cast<sockaddr*>(&address), &size);
-    port = ntohs(address.sin_port);
-  }
-  CDescriptor descriptor;
-  int port = 0;
-};
 
 TEST(UnixSocket, ConnectsAndReportsWhy) {
   const support::TempDir dir;

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cstring>
 
 #include "cbl/process/exec_command.h"
 #include "cbl/process/launch_detached.h"
@@ -23,9 +22,6 @@ using support::readFile;
 using support::waitUntil;
 using namespace testing::internal;
 using namespace std::string_literals;
-
-int mainArgc = 0;
-char** mainArgv = nullptr;
 
 /// Sends standard output to a file, which other processes go on filling after the call under test has returned.
 class StdoutToFile {
@@ -198,33 +194,27 @@ Strings environmentNow() {
   return variables;
 }
 
-// For a process of its own: ends it with status 0 when argument area and environment are as they have to be.
-void exitAfterTitle(std::size_t lengthBeyondArguments) {
-  const Strings before = environmentNow();
-  const char* last = mainArgv[mainArgc - 1];
-  const auto room = static_cast<std::size_t>(last + std::strlen(last) + 1 - mainArgv[0]);
-  const std::string title(lengthBeyondArguments == 0 ? 1 : room + lengthBeyondArguments, 't');
-  bool good = cbl::setProcessTitle(mainArgc, mainArgv, title) == 0 && environmentNow() == before;
-  const std::string shown = mainArgv[0];
-  const bool cut = title.size() > (1 << 20);  // more than arguments and environment have room for
-  good = good && (cut ? shown.size() > room && shown == title.substr(0, shown.size()) : shown == title);
-  std::exit(good && (mainArgc == 1 || mainArgv[1] == nullptr) ? 0 : 1);
+// Ends its process with status 0 when arguments and environment, side by side as at a process's start, are as they have
+// to be after the title was set.
+void exitAfterTitle(std::size_t titleLength, const std::string& shown) {
+  std::string area = "program\0argument\0A=1\0B=2=3\0"s;
+  char* argv[] = {area.data(), area.data() + 8, nullptr};
+  char* variables[] = {area.data() + 17, area.data() + 21, nullptr};
+  environ = variables;
+  bool good = cbl::setProcessTitle(2, argv, std::string(titleLength, 't')) == 0 && argv[0] == shown;
+  good = good && argv[1] == nullptr && environmentNow() == Strings{"A=1", "B=2=3"};
+  std::exit(good ? 0 : 1);
 }
 
 TEST(ProcessTitle, ReplacesTheArgumentsAndKeepsTheEnvironment) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");  // executed anew, with arguments and environment side by side
-  for (const std::size_t beyond : {0, 20, 4 << 20}) EXPECT_EXIT(exitAfterTitle(beyond), testing::ExitedWithCode(0), "");
-  EXPECT_EQ(cbl::setProcessTitle(0, mainArgv, "x"), -1);
-  EXPECT_EQ(cbl::setProcessTitle(mainArgc, nullptr, "x"), -1);
-  EXPECT_EQ(cbl::setProcessTitle(mainArgc, mainArgv, ""), -1);
+  const std::pair<std::size_t, std::size_t> lengths[] = {{1, 1}, {16, 16}, {17, 17}, {26, 26}, {27, 26}, {5000, 26}};
+  for (const auto& [title, shown] : lengths) {
+    EXPECT_EXIT(exitAfterTitle(title, std::string(shown, 't')), testing::ExitedWithCode(0), "") << title;
+  }
+  char* argv[] = {nullptr};
+  EXPECT_EQ(cbl::setProcessTitle(0, argv, "x"), -1);
+  EXPECT_EQ(cbl::setProcessTitle(1, nullptr, "x"), -1);
+  EXPECT_EQ(cbl::setProcessTitle(1, argv, ""), -1);
 }
 
 }  // namespace
-
-int main(int argc, char** argv) {
-  mainArgc = argc;
-  mainArgv = argv;
-  std::vector<char*> arguments(argv, argv + argc + 1);  // the library takes its own out of what it is given
-  testing::InitGoogleTest(&argc, arguments.data());
-  return RUN_ALL_TESTS();
-}

@@ -1,6 +1,4 @@
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 
 #include <atomic>
 #include <chrono>
@@ -9,6 +7,7 @@
 
 #include "cbl/bus/tcp_client_unix.h"
 #include "support/bus_peer.h"
+#include "support/loopback_port.h"
 #include "support/poll.h"
 #include "support/process_state.h"
 #include "support/temp_dir.h"
@@ -16,6 +15,7 @@
 namespace {
 
 using support::BusPeer;
+using support::PeerAnswer;
 using support::PeerRequest;
 using support::waitUntil;
 
@@ -49,7 +49,7 @@ TEST_F(Stream, NothingGoesWithoutAnAddress) {
 
 TEST_F(Stream, SendsConnectingFirstAndReceives) {
   const std::string reply = support::messageFrame({"reply"}, 1);
-  BusPeer peer(path, [&](const PeerRequest&) { return support::PeerAnswer(reply); });
+  BusPeer peer(path, [&](const PeerRequest&) { return PeerAnswer(reply); });
   client.setUnixPath(path);
   const std::string request = support::messageFrame({"request", std::string(4 << 20, 'x')}, 1);
   EXPECT_EQ(send(request), static_cast<std::int32_t>(request.size())) << "more than the socket's buffers hold";
@@ -88,8 +88,10 @@ TEST_F(Stream, NoticesThatThePeerHasClosed) {
 }
 
 TEST_F(Stream, APeerThatNeverReadsCostsTheTimeOutUntilSendingHasBegun) {
-  const BusPeer peer(path, nullptr, BusPeer::Mode::kNeverRead);
+  std::promise<void> gate;
+  const BusPeer peer(path, [&](const PeerRequest&) { return gate.get_future().wait(), PeerAnswer(); });
   client.setUnixPath(path);
+  send(support::messageFrame({"the last that is read"}, 1));
   client.setIoTimeout(30);
   auto begun = std::async(std::launch::async, [&] { return send(std::string(8 << 20, 'x'), 100); });
   EXPECT_EQ(begun.wait_for(std::chrono::milliseconds(500)), std::future_status::timeout);
@@ -99,28 +101,22 @@ TEST_F(Stream, APeerThatNeverReadsCostsTheTimeOutUntilSendingHasBegun) {
   EXPECT_TRUE(client.isConnected());
   client.close();
   EXPECT_EQ(begun.get(), -4);
+  gate.set_value();
 }
 
 TEST_F(Stream, SpeaksTcp) {
-  cbl::CDescriptor listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof(address);
-  ASSERT_EQ(bind(listener.number(), reinterpret_cast<sockaddr*>(&address), size), 0);
-  getsockname(listener.number(), reinterpret_cast<sockaddr*>(&address), &size);
-  const int port = ntohs(address.sin_port);
-  EXPECT_EQ(client.setTcpAddress("127.0.0.1", port), 0);
+  const support::LoopbackPort server(false);
+  EXPECT_EQ(client.setTcpAddress("127.0.0.1", server.port), 0);
   EXPECT_EQ(client.connect(1000, ""), -2) << "nobody listens";
   EXPECT_EQ(client.connect(1000, "no_such_if"), -1);
 
-  ASSERT_EQ(listen(listener.number(), 1), 0);
+  ASSERT_EQ(listen(server.descriptor.number(), 1), 0);
   ASSERT_EQ(client.connect(1000, ""), 0);
-  EXPECT_EQ(client.setTcpAddress("127.0.0.1", port), 0);
+  EXPECT_EQ(client.setTcpAddress("127.0.0.1", server.port), 0);
   EXPECT_TRUE(client.isConnected()) << "the same address keeps the connection";
   EXPECT_EQ(client.setUnixPath(""), -1);
   EXPECT_TRUE(client.isConnected());
-  const cbl::CDescriptor accepted(accept4(listener.number(), nullptr, nullptr, SOCK_CLOEXEC));
+  const cbl::CDescriptor accepted(accept4(server.descriptor.number(), nullptr, nullptr, SOCK_CLOEXEC));
   EXPECT_EQ(send("ping"), 4);
   EXPECT_EQ(::recv(accepted.number(), buffer, sizeof(buffer), 0), 4);
   EXPECT_EQ(::send(accepted.number(), "pong!", 5, MSG_NOSIGNAL), 5);

@@ -25,73 +25,64 @@ std::string exceptionLine(const std::string& operation, const std::string& stand
   return "xstring::" + operation + " exception: " + standard + " std::" + type + "\n";
 }
 
-template <typename Number>
-struct IntegerCase {
-  std::string text;
-  std::uint32_t base;
-  bool validate;
-  std::int32_t status;
-  Number value;  // expected on status 0
-  std::string message;
-};
-
-template <typename Number>
-void check(std::int32_t (xstring::*convert)(Number&, std::uint32_t, bool) const,
-           const std::vector<IntegerCase<Number>>& cases) {
-  for (const auto& [text, base, validate, status, value, message] : cases) {
-    Number out = 77;
-    CaptureStderr();
-    EXPECT_EQ((xstring(text).*convert)(out, base, validate), status) << text;
-    EXPECT_EQ(GetCapturedStderr(), message) << text;
-    EXPECT_EQ(out, status == 0 ? value : Number{77}) << text;
-  }
-}
-
 TEST(XString, ToInt32HonoursTheBase) {
   const std::string invalid = exceptionLine("toInt32", "stoi", "invalid_argument");
   const std::string outOfRange = exceptionLine("toInt32", "stoi", "out_of_range");
-  const std::vector<IntegerCase<std::int32_t>> cases = {
+  const struct {
+    std::string text;
+    std::uint32_t base;
+    bool validate;
+    std::int32_t status;
+    std::int32_t value;  // 77, what it was before, when the status is not 0
+    std::string message;
+  } cases[] = {
       {"42", 10, kValidate, 0, 42, ""},
-      {" 5", 10, kValidate, -1, 0, kNotNumeric},
+      {" 5", 10, kValidate, -1, 77, kNotNumeric},
       {" 5", 10, false, 0, 5, ""},
       {"5kg", 10, false, 0, 5, ""},
-      {"", 10, kValidate, -1, 0, kNotNumeric},
-      {"", 10, false, -127, 0, invalid},
-      {"+", 10, kValidate, -127, 0, invalid},
-      {"12\0x"s, 10, kValidate, -1, 0, kNotNumeric},
+      {"", 10, kValidate, -1, 77, kNotNumeric},
+      {"", 10, false, -127, 77, invalid},
+      {"+", 10, kValidate, -127, 77, invalid},
+      {"12\0x"s, 10, kValidate, -1, 77, kNotNumeric},
       {"2147483647", 10, kValidate, 0, 2147483647, ""},
-      {"2147483648", 10, kValidate, -127, 0, outOfRange},
+      {"2147483648", 10, kValidate, -127, 77, outOfRange},
       {"-2147483648", 10, kValidate, 0, -2147483647 - 1, ""},
-      {"-2147483649", 10, kValidate, -127, 0, outOfRange},
+      {"-2147483649", 10, kValidate, -127, 77, outOfRange},
       {"101", 2, kValidate, 0, 5, ""},
-      {"102", 2, kValidate, -1, 0, "xstring::toInt32 is not binary\n"},
+      {"102", 2, kValidate, -1, 77, "xstring::toInt32 is not binary\n"},
       {"17", 8, kValidate, 0, 15, ""},
-      {"0x1f", 16, kValidate, -1, 0, "xstring::toInt32 is not hex\n"},
+      {"0x1f", 16, kValidate, -1, 77, "xstring::toInt32 is not hex\n"},
       {"0x1f", 16, false, 0, 31, ""},
-      {"101", 3, kValidate, -1, 0, ""},
+      {"101", 3, kValidate, -1, 77, ""},
       {"101", 3, false, 0, 10, ""},
   };
-  check(&xstring::toInt32, cases);
+  for (const auto& [text, base, validate, status, value, message] : cases) {
+    std::int32_t out = 77;
+    CaptureStderr();
+    EXPECT_EQ(xstring(text).toInt32(out, base, validate), status) << text;
+    EXPECT_EQ(GetCapturedStderr(), message) << text;
+    EXPECT_EQ(out, value) << text;
+  }
 }
 
 TEST(XString, TheOtherIntegersAlwaysConvertInBase10) {
-  const std::vector<IntegerCase<std::uint32_t>> unsigned32 = {
-      {"4294967295", 10, kValidate, 0, 4294967295U, ""},
-      {"-1", 10, kValidate, 0, 4294967295U, ""},
-      {"1f", 16, kValidate, 0, 1, ""},
-      {"ff", 16, kValidate, -127, 0, exceptionLine("toUint32", "stoul", "invalid_argument")},
-  };
-  const std::vector<IntegerCase<std::int64_t>> signed64 = {
-      {"-9223372036854775808", 10, kValidate, 0, std::numeric_limits<std::int64_t>::min(), ""},
-      {"9223372036854775808", 10, kValidate, -127, 0, exceptionLine("toInt64", "stoll", "out_of_range")},
-  };
-  const std::vector<IntegerCase<std::uint64_t>> unsigned64 = {
-      {"18446744073709551615", 10, kValidate, 0, std::numeric_limits<std::uint64_t>::max(), ""},
-      {"18446744073709551616", 10, kValidate, -127, 0, exceptionLine("toUint64", "stoull", "out_of_range")},
-  };
-  check(&xstring::toUint32, unsigned32);
-  check(&xstring::toInt64, signed64);
-  check(&xstring::toUint64, unsigned64);
+  std::uint32_t unsigned32 = 77;
+  std::int64_t signed64 = 77;
+  std::uint64_t unsigned64 = 77;
+  CaptureStderr();
+  EXPECT_EQ(xstring("ff").toUint32(unsigned32, 16, true), -127);
+  EXPECT_EQ(xstring("9223372036854775808").toInt64(signed64, 10, true), -127);
+  EXPECT_EQ(xstring("18446744073709551616").toUint64(unsigned64, 10, true), -127);
+  EXPECT_EQ(GetCapturedStderr(), exceptionLine("toUint32", "stoul", "invalid_argument") +
+                                     exceptionLine("toInt64", "stoll", "out_of_range") +
+                                     exceptionLine("toUint64", "stoull", "out_of_range"));
+  EXPECT_EQ(std::tie(unsigned32, signed64, unsigned64), std::make_tuple(77U, 77, 77U));
+  for (const auto& [text, base, value] : {std::tuple("1f", 16U, 1U), {"-1", 10U, 4294967295U}}) {
+    EXPECT_EQ(xstring(text).toUint32(unsigned32, base, true), 0) << text;
+    EXPECT_EQ(unsigned32, value) << text;
+  }
+  EXPECT_EQ(xstring("-9223372036854775808").toInt64(signed64, 10, true), 0);
+  EXPECT_EQ(signed64, std::numeric_limits<std::int64_t>::min());
 }
 
 TEST(XString, FloatingPoint) {

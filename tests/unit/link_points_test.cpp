@@ -167,17 +167,4 @@ TEST_F(LinkPoints, ConnectAndHandOff) {
   EXPECT_FALSE(link.connected);
 }
 
-TEST(LinkWithoutHelper, EveryCallFailsAndNothingIsStarted) {
-  const support::TempDir dir;
-  CBACnetLink link;
-  link.client.setSocketPath(dir.file("nobody.sock"));
-  link.connected = true;
-  Words words;
-  EXPECT_EQ(link.readPoint(point(1, 4), words), -1);
-  EXPECT_EQ(link.writePoints({}, {}), -1);
-  EXPECT_EQ(link.sendProjectConfig(), -99);
-  EXPECT_EQ(link.connectLink(), -1);  // a link number of -1 has no helper to bring up
-  EXPECT_TRUE(link.connected);
-}
-
 }  // namespace

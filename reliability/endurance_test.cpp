@@ -7,7 +7,7 @@
 #include <random>
 #include <thread>
 
-#include "integration/reliability_report.h"
+#include "reliability/report.h"
 #include "support/prepared_driver.h"
 #include "support/process_state.h"
 

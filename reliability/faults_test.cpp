@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "integration/reliability_report.h"
+#include "reliability/report.h"
 #include "support/prepared_driver.h"
 
 namespace {
