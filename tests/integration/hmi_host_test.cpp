@@ -1,0 +1,219 @@
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "support/tool.h"
+
+namespace {
+
+using support::Tool;
+
+std::string replaced(std::string text, const std::string& what, const std::string& by) {
+  for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size()))
+    text.replace(at, what.size(), by);
+  return text;
+}
+
+// What stays of an output when it is printed another time: numbers differ, and with them the columns' widths.
+std::string shapeOf(const std::string& text) {
+  const std::string numberless = std::regex_replace(text, std::regex(R"(-?[0-9]+(\.[0-9]+)?)"), "#");
+  return std::regex_replace(numberless, std::regex(" +"), " ");
+}
+
+struct Example {
+  std::string command;
+  std::string output;
+};
+
+// The commands of a page and what it shows below them.
+std::vector<Example> examplesOf(const std::string& page) {
+  std::vector<Example> examples;
+  bool isInBlock = false;
+  std::istringstream lines(page);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind("```", 0) == 0 || line.empty())
+      isInBlock = false;
+    else if (line.rfind("$ ", 0) == 0)
+      isInBlock = (examples.push_back({line.substr(2), ""}), true);
+    else if (isInBlock)
+      examples.back().output += line + "\n";
+  }
+  return examples;
+}
+
+constexpr const char* kShown = "hmi-host --project /opt/plant";
+
+TEST(HmiHost, PrintsWhatItsPageShows) {
+  const Tool tool;
+  ASSERT_EQ(tool.run("write 8=false Unit.ModeText=Heating").status, 0);
+  tool.project.dir.write("simulator.json", R"([{"function":"*","regId":2,"code":12}])");
+  const auto examples = examplesOf(support::readFile(SOURCE_DIR "/docs/hmi-host.md"));
+  ASSERT_GT(examples.size(), 12U);
+  int status = -1;
+  for (const Example& example : examples) {
+    if (example.command == "echo $?") {
+      EXPECT_EQ(std::to_string(status) + "\n", example.output);
+      continue;
+    }
+    if (example.command.find("doctor") != std::string::npos) {  // shown with the helper missing
+      kill(tool.project.helperPid(), SIGTERM);
+      ASSERT_TRUE(support::waitUntil([&] { return !std::filesystem::exists(tool.project.linkFile(".sock")); }));
+      std::filesystem::remove(tool.project.dir.file("BACnet_Velix"));
+    }
+    const auto run = tool.shell(replaced(example.command, kShown, "$TOOL --link $LINK") + " 2>&1");
+    std::string output = replaced(run.out, tool.project.dir.path(), "/opt/plant");
+    output = replaced(Tool::withoutLog(output), BIN_DIR "/", "/usr/lib/hmi-drivers/");
+    EXPECT_EQ(shapeOf(output), shapeOf(example.output)) << example.command;
+    status = run.status;
+  }
+}
+
+struct Case {
+  std::string line;  // after the tool's name, project and link
+  int status;
+  std::string said;  // somewhere on standard error
+};
+
+TEST(HmiHost, WhatIsWrongIsSaidInALineAndHasItsStatus) {
+  const Tool tool;
+  const std::string dir = tool.project.dir.project();
+  std::filesystem::create_directory(dir + "broken");
+  tool.project.dir.write("broken/BACnetLabel.xml", "<ProjectInfo>\n<BACnet>\n</ProjectInfo>\n");
+  const Case cases[] = {
+      {"raed 1", 2, "there is no command 'raed'"},
+      {"read --raed 1", 2, "--raed"},
+      {"--format yaml read 1", 2, "yaml"},
+      {"read", 2, "no point is named; name points, or take --all"},
+      {"read Tmep", 2, "has no point 'Tmep'; 'hmi-host points' lists them"},
+      {"read -f /none", 2, "cannot read /none: No such file or directory"},
+      {"write 4", 2, "'4' is no assignment; write POINT=VALUE"},
+      {"write 4=abc", 2, "4=abc: 'abc' is not a number; write a value that fits its type, REAL"},
+      {"write 4=1e99", 2, "4=1e99: 1e99 is out of range"},
+      {"write 4=20 8=7", 2, "8=7: '7' is not true, false, 1 or 0"},
+      {"write SupplyFan.Command=7", 2, "'7' is not true, false, 1 or 0"},
+      {"write 10=-1", 2, "10=-1: -1 is out of range"},
+      {"write Unit.ModeText=" + std::string(33, 'x'), 2, "the text has 33 bytes, there is room for 32"},
+      {"write --words 4=1,65536", 2, "'65536' is no 16-bit word"},
+      {"--interface no_such_if read 1", 2, "there is no network interface 'no_such_if'"},
+      {"points >/dev/full", 1, "cannot write the output: No space left on device"},
+      {"points >&-", 1, "standard output is closed"},
+      {"--plugin /none.so read 1", 4, "/none.so: cannot open shared object file"},
+      {"--plugin " BIN_DIR "/libhmi_host.so info", 4, "lacks the entry points of a driver plug-in"},
+      {"--plugin " BIN_DIR "/libforeign_plugin.so info", 4, "has ABI version 2, not 1"},
+  };
+  for (const Case& example : cases) {
+    const auto run = tool.run(example.line);
+    EXPECT_EQ(run.status, example.status) << example.line;
+    EXPECT_NE(run.err.find(example.said), std::string::npos) << run.err;
+    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+    EXPECT_EQ(run.out, "") << example.line;
+  }
+  const Case projects[] = {
+      {"--project /none points", 3, "there is no project directory '/none'"},
+      {"--project /usr points", 3, "/usr/BACnetLabel.xml: No such file or directory"},
+      {"--project " + dir + "broken read 1", 3, "BACnetLabel.xml: line 3: "},
+      {"--project " + dir + " --link 5 read 1", 3, "the project file has no link 5"},
+  };
+  for (const Case& example : projects) {
+    const auto run = tool.shell("${TOOL% --project*} " + example.line);
+    EXPECT_EQ(run.status, example.status) << example.line;
+    EXPECT_NE(run.err.find(example.said), std::string::npos) << run.err;
+  }
+  EXPECT_EQ(tool.project.helperPid(), 0) << "nothing of this needs a helper";
+}
+
+TEST(HmiHost, EachCommandsHelpHasAnExample) {
+  const Tool tool;
+  for (const char* command : {"", "info", "points", "read", "write", "watch", "bench", "doctor"}) {
+    const auto run = tool.shell(std::string("$TOOL ") + command + " --help");
+    EXPECT_EQ(run.status, 0) << command;
+    EXPECT_NE(run.out.find(std::string("Example:\n  hmi-host --project ")), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find(command), std::string::npos);
+  }
+}
+
+TEST(HmiHost, TheHelpersFaultsHaveTheirStatus) {
+  const struct {
+    std::string rule;
+    Case run;
+  } cases[] = {
+      {R"({"function":"bac_load_xml","code":4})", {"read 1", 6, "refused the project file with code 4"}},
+      {R"({"function":"bac_load_xml","silence":true})", {"read 1", 5, "does not take the project file (init -99)"}},
+      {R"({"function":"bac_connect","code":5})", {"read 1", 6, "refused to connect with code 5"}},
+      {R"({"function":"bac_connect","close":true})", {"info", 5, "does not answer (connect -1)"}},
+      {R"({"function":"bac_read","value":"x"})", {"read 1", 6, "answered with text that is no number"}},
+      {R"({"function":"bac_read","value":"1"})",
+       {"read 1", 7, "SupplyAir.Temp (RegId 1): value not readable as REAL: words 1"}},
+      {R"({"function":"bac_read","times":1,"close":true})", {"read 1", 0, ""}},
+      {R"({"function":"bac_read","close":true})", {"read 1", 7, "no answer from the helper (-1)"}},
+      {R"({"function":"bac_write","code":9})", {"write 4=20", 7, "the helper answered code 9"}},
+      {R"({"function":"bac_multi_write","code":9})", {"write 1=20 4=20", 0, ""}},
+  };
+  for (const auto& [rule, expected] : cases) {
+    const Tool tool;
+    tool.project.dir.write("simulator.json", "[" + rule + "]");
+    const auto run = tool.run(expected.line);
+    EXPECT_EQ(run.status, expected.status) << rule;
+    EXPECT_NE(run.err.find(expected.said), std::string::npos) << rule << run.err;
+    EXPECT_EQ(run.err.empty(), expected.said.empty()) << run.err;
+  }
+}
+
+TEST(HmiHost, ABadPointOfABatchCostsOnlyItself) {
+  const Tool tool;
+  tool.project.dir.write("simulator.json", R"([{"function":"*","regId":2,"code":12}])");
+  const auto run = tool.shell("printf '1 # supply\\n\\n 2\\n3\\n1' | $TOOL --link $LINK --format csv read -f -");
+  EXPECT_EQ(run.status, 7);
+  EXPECT_TRUE(std::regex_match(run.out, std::regex("regId,name,code,value,type,words\n1,SupplyAir.Temp,0,[0-9.]+,REAL,"
+                                                   "[0-9 -]+\n2,ReturnAir.Temp,12,,REAL,\n3,OutdoorAir.Temp,0,.*\n")))
+      << run.out;
+  EXPECT_EQ(run.err, "hmi-host: ReturnAir.Temp (RegId 2): the helper answered code 12; its log says why\n");
+  EXPECT_EQ(tool.project.calls("bac_multi_read"), 1U);
+  EXPECT_EQ(tool.project.calls("bac_read"), 3U);
+}
+
+// Requests and replies of this length travel compressed.
+TEST(HmiHost, AHundredPointsTakeTenCalls) {
+  const Tool tool;
+  const std::string text(250, 'x');
+  std::string symbols;
+  std::string assignments;
+  for (int regId = 1; regId <= 100; ++regId) {
+    symbols += support::symbolXml(regId, "P" + std::to_string(regId), "STRING");
+    assignments += " P" + std::to_string(regId) + "=" + text;
+  }
+  tool.project.writeProject(symbols);
+  EXPECT_EQ(tool.run("--string-bytes 256 write" + assignments).status, 0);
+  EXPECT_EQ(tool.project.calls("bac_multi_write") + tool.project.calls("bac_write"), 10U);
+  const auto run = tool.run("--string-bytes 256 --format json read --all");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(replaced(run.out, text, "").size() + 100 * text.size(), run.out.size());
+  EXPECT_EQ(tool.project.calls("bac_multi_read") + tool.project.calls("bac_read"), 10U);
+}
+
+TEST(HmiHost, AnInterruptedWatchShowsItsStatistics) {
+  const Tool tool;
+  for (const char* signal : {"INT", "TERM"}) {
+    const std::string lines = tool.project.dir.file(signal);
+    const auto run = tool.shell("$TOOL --link $LINK watch 1 --interval 5 >" + lines + " & until grep -q SupplyAir " +
+                                lines + "; do sleep 0.02; done; kill -s " + signal + " $!; wait $!");
+    EXPECT_EQ(run.status, 130);
+    EXPECT_TRUE(std::regex_match(
+        run.err, std::regex("reads [1-9][0-9]*, failures 0, calls [1-9].*: min .* ms, median .* ms, p99 .* ms\n")))
+        << run.err;
+  }
+}
+
+TEST(HmiHost, ATerminalGetsOneTableThatIsDrawnOverItself) {
+  const Tool tool;
+  ASSERT_EQ(tool.run("write 4=20").status, 0);
+  const std::string watch = "script -qec \"$TOOL --link $LINK watch 4 10 --interval 1100 --count 2\" /dev/null";
+  const auto coloured = tool.shell("TERM=xterm " + watch);
+  EXPECT_EQ(coloured.status, 0);
+  EXPECT_NE(coloured.out.find("\x1b[3A"), std::string::npos) << coloured.out;
+  EXPECT_NE(coloured.out.find("▁█"), std::string::npos) << coloured.out;
+  EXPECT_NE(coloured.out.find("\x1b[2m"), std::string::npos) << coloured.out;
+  EXPECT_EQ(tool.shell("NO_COLOR=1 TERM=xterm " + watch).out.find("\x1b[2m"), std::string::npos);
+}
+
+}  // namespace
