@@ -114,8 +114,8 @@ TEST(Doctor, FindsNothingWhereAllIsWell) {
     const auto run = tool.run("doctor");
     EXPECT_EQ(run.status, 0) << run.out;
     EXPECT_EQ(run.err, "");
-    EXPECT_TRUE(std::regex_match(run.out, std::regex("Step +Status +Detail\n([a-zA-Z -]+  ok +[^>\n]+\n){13}")))
-        << run.out;
+    const std::regex step(" ok  ");
+    EXPECT_EQ(std::distance(std::sregex_iterator(run.out.begin(), run.out.end(), step), {}), 13) << run.out;
     EXPECT_NE(run.out.find(helper), std::string::npos) << run.out;
   }
 }
