@@ -39,8 +39,8 @@ class HelperProject {
     }
     // A foreign program cannot be executed as it is: a script in its place starts the emulator with it.
     std::filesystem::copy_file(BIN_DIR "/BACnet_Velix", dir.file("BACnet_Velix.emulated"));
-    const std::string script =
-        dir.write("BACnet_Velix", "#!/bin/sh\nexec " + emulator + " " + dir.file("BACnet_Velix.emulated") + " \"$@\"\n");
+    const std::string script = dir.write(
+        "BACnet_Velix", "#!/bin/sh\nexec " + emulator + " " + dir.file("BACnet_Velix.emulated") + " \"$@\"\n");
     std::filesystem::permissions(script, std::filesystem::perms::owner_all);
   }
   ~HelperProject() {
