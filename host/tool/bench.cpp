@@ -3,12 +3,9 @@
 #include <cmath>
 #include <memory>
 
-#include "host/tool/batching.h"
 #include "host/tool/commands.h"
 #include "host/tool/interrupt.h"
-#include "host/tool/point_choice.h"
-#include "host/tool/project.h"
-#include "host/tool/results.h"
+#include "host/tool/point_reader.h"
 
 namespace tool {
 
@@ -40,24 +37,18 @@ Record recordOf(const Tally& tally, const CStatistics& statistics, Seconds elaps
 }
 
 ExitStatus measure(const Options& options, COutput& output, const BenchOptions& own) {
-  const plant::Link link = readPresentLink(options);
-  const std::vector<plant::Point> points = own.choice.pointsOf(link);
-  const auto session = openSession(options);
-  std::vector<Access> accesses = prepareReads(*session, points);
-
-  CStatistics statistics;
-  CBatcher batcher(*session, statistics);
+  CPointReader reader(options, own.choice);
   Tally tally;
   const CInterruptNote note;
   const auto start = std::chrono::steady_clock::now();
   Seconds elapsed{0};
   while (elapsed.count() < own.seconds && !isInterrupted()) {
-    batcher.read(accesses);
-    if (!isInterrupted()) tally.add(resultsOf(points, accesses, readResult));
+    reader.read();
+    if (!isInterrupted()) tally.add(reader.results());
     elapsed = std::chrono::steady_clock::now() - start;
   }
 
-  writeSingle(output, options.format, recordOf(tally, statistics, elapsed));
+  writeSingle(output, options.format, recordOf(tally, reader.statistics(), elapsed));
   if (isInterrupted()) return ExitStatus::kInterrupted;
   return tally.failures == 0 ? ExitStatus::kWell : ExitStatus::kPointsFailed;
 }
@@ -67,16 +58,12 @@ ExitStatus measure(const Options& options, COutput& output, const BenchOptions& 
 void addBench(CLI::App& app, Action& action) {
   CLI::App* const command = app.add_subcommand("bench", "read as fast as the helper answers, and time each call");
   const auto own = std::make_shared<BenchOptions>();
-  own->choice.addTo(*command);
+  addPointCommand(*command, action, own, measure);
   command->add_option("--seconds", own->seconds, "how long, 0.01 to 86400")
       ->type_name("S")
       ->check(CLI::Range(0.01, 86400.0).description(""))
       ->capture_default_str();
   setExample(*command, "hmi-host --project /opt/project bench SupplyAir.Temp --seconds 5");
-  command->callback([&action, own] {
-    own->choice.readFile();
-    action = [own](const Options& options, COutput& output) { return measure(options, output, *own); };
-  });
 }
 
 }  // namespace tool

@@ -12,7 +12,7 @@
 #include "host/tool/findings.h"
 #include "host/tool/network_interface.h"
 #include "host/tool/plugin.h"
-#include "host/tool/point_choice.h"
+#include "host/tool/point_reader.h"
 #include "host/tool/project.h"
 #include "host/tool/results.h"
 #include "host/tool/session.h"

@@ -1,8 +1,8 @@
 #include "host/tool/point_choice.h"
 
 #include <fmt/format.h>
-#include <CLI/CLI.hpp>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -41,13 +41,6 @@ std::vector<plant::Point> PointChoice::pointsOf(const plant::Link& link) const {
   if (isAll) return link.points;
   if (names.empty()) throw CFailure(ExitStatus::kUsage, "no point is named", "name points, or take --all");
   return findPoints(link, names);
-}
-
-std::vector<Access> prepareReads(CSession& session, const std::vector<plant::Point>& points) {
-  std::vector<Access> accesses;
-  accesses.reserve(points.size());
-  for (const plant::Point& point : points) accesses.push_back({session.prepare(point), {}, 0});
-  return accesses;
 }
 
 }  // namespace tool

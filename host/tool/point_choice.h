@@ -1,12 +1,12 @@
 #pragma once
 
 #include <CLI/App.hpp>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "host/tool/batching.h"
+#include "host/tool/commands.h"
 #include "host/tool/options.h"
-#include "host/tool/session.h"
 #include "plant/project.h"
 
 namespace tool {
@@ -28,7 +28,16 @@ struct PointChoice {
   std::vector<plant::Point> pointsOf(const plant::Link& link) const;
 };
 
-/// One read access per point, prepared by the driver.
-std::vector<Access> prepareReads(CSession& session, const std::vector<plant::Point>& points);
+/// Lets `own`, which has a PointChoice called `choice`, name points on the command line of `command`, and has `run`
+/// done with it; the command's further options are the caller's.
+template <typename Own>
+void addPointCommand(CLI::App& command, Action& action, const std::shared_ptr<Own>& own,
+                     ExitStatus (*run)(const Options&, COutput&, const Own&)) {
+  own->choice.addTo(command);
+  command.callback([&action, own, run] {
+    own->choice.readFile();
+    action = [own, run](const Options& options, COutput& output) { return run(options, output, *own); };
+  });
+}
 
 }  // namespace tool

@@ -26,14 +26,21 @@ std::string printable(const std::string& text) {
   return shown;
 }
 
-std::string jsonText(const Record& record) {
-  return record.dump(-1, ' ', false, Record::error_handler_t::replace);  // also for texts that are no UTF-8
-}
-
-// JSON's own text of a number is at times a longer one than need be.
+// The library's own text of a number is at times a longer one than need be.
 std::string shortestText(double number) {
   const std::string text = fmt::format("{}", number);
   return text.find_first_of(".einf") == std::string::npos ? text + ".0" : text;
+}
+
+std::string jsonText(const Record& record) {
+  std::string text;
+  for (const auto& [key, value] : record.items()) {
+    text += fmt::format("{}{}:", text.empty() ? "{" : ",", Record(key).dump());
+    text += value.is_number_float()
+                ? shortestText(value.get<double>())
+                : value.dump(-1, ' ', false, Record::error_handler_t::replace);  // also for no UTF-8
+  }
+  return text + "}";
 }
 
 std::string fieldText(const Record& field) {

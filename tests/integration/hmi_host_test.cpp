@@ -170,6 +170,7 @@ TEST(HmiHost, ABadPointOfABatchCostsOnlyItself) {
   EXPECT_EQ(run.err, "hmi-host: ReturnAir.Temp (RegId 2): the helper answered code 12; its log says why\n");
   EXPECT_EQ(tool.project.calls("bac_multi_read"), 1U);
   EXPECT_EQ(tool.project.calls("bac_read"), 3U);
+  EXPECT_NE(tool.run("--format json write 3=23.961449").out.find("\"value\":23.961449,"), std::string::npos);
 }
 
 // Requests and replies of this length travel compressed.
