@@ -2,6 +2,7 @@
 #include <rttr/variant.h>
 
 #include <cstdint>
+#include <iostream>  // the standard streams are up before the type is registered, whatever the host uses of them
 #include <string>
 
 #include "driver/bacnet_ip_driver.h"
