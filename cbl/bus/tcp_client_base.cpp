@@ -101,6 +101,7 @@ std::int32_t CTcpClientBase::connect(std::int32_t timeoutMs, const std::string& 
   if (result != 0) return result;
   const std::lock_guard lock(mutex_);
   socket_ = std::move(opened);
+  mayBeUnread_ = false;
   return 0;
 }
 
@@ -167,6 +168,7 @@ std::int32_t CTcpClientBase::recv(char* buffer, std::int32_t length, std::int32_
 
   const ssize_t count = ::recv(socket->number(), buffer, static_cast<std::size_t>(length), MSG_NOSIGNAL);
   if (count < 0) return isTransient(errno) ? 0 : -4;
+  if (count > 0) mayBeUnread_ = false;
   if (count == 0) closeFailed(socket);
   return static_cast<std::int32_t>(count);
 }
@@ -187,26 +189,25 @@ std::int32_t CTcpClientBase::send(const char* data, std::int32_t length, std::in
   if (!socket && connect(-1, "") == 0) socket = currentSocket();
   if (!socket) return -2;
 
-  // The send is tried before any wait: it nearly always goes out at once, and the results are the same.
+  // A peer that has answered has read what was sent before: there is room, and the wait would only cost time.
+  bool mustWait = mayBeUnread_.exchange(true);
   std::int32_t sent = 0;
   while (sent < length) {
-    const ssize_t count =
-        ::send(socket->number(), data + sent, static_cast<std::size_t>(length - sent), MSG_NOSIGNAL | MSG_DONTWAIT);
-    if (count > 0) {
-      sent += static_cast<std::int32_t>(count);
-      continue;
-    }
-    if (count == 0) return sent;
-    if (errno == EINTR) continue;
-    if (errno != EAGAIN) {
-      closeFailed(socket);
-      return -4;
-    }
-    if (sent == 0) {
+    if (mustWait && sent == 0) {
       const std::int32_t ready = waitWritable(*socket, timeoutMs > 0 ? timeoutMs : ioTimeoutMs_.load());
       if (ready <= 0) return ready;
-    } else {
+    } else if (mustWait) {
       waitFor(socket->number(), WaitFor::kWritable, -1);  // a frame once begun is finished, however long it takes
+    }
+    const ssize_t count =
+        ::send(socket->number(), data + sent, static_cast<std::size_t>(length - sent), MSG_NOSIGNAL | MSG_DONTWAIT);
+    mustWait = count < 0 && errno == EAGAIN;
+    if (count == 0) return sent;
+    if (count > 0) {
+      sent += static_cast<std::int32_t>(count);
+    } else if (!isTransient(errno)) {
+      closeFailed(socket);
+      return -4;
     }
   }
   return length;

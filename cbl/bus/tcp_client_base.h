@@ -56,8 +56,8 @@ class CTcpClientBase {
   ///   -4 the receive failed
   std::int32_t recv(char* buffer, std::int32_t length, std::int32_t timeoutMs);
 
-  /// Connects first when not connected. The time-out covers the first byte only: once sending has begun, the call lasts
-  /// until the peer has taken everything or the connection fails.
+  /// Connects first when not connected. The time-out covers the wait for room only: once sending has begun, the call
+  /// lasts until the peer has taken everything or the connection fails.
   /// Result: `length`; 0 time-out, nothing sent; or
   ///   -1 no data   -2 connect failed   -3 the wait failed   -4 the send failed (the connection is then closed)
   std::int32_t send(const char* data, std::int32_t length, std::int32_t timeoutMs);
@@ -91,6 +91,7 @@ class CTcpClientBase {
 
   std::atomic<std::int32_t> connectTimeoutMs_;
   std::atomic<std::int32_t> ioTimeoutMs_;
+  std::atomic<bool> mayBeUnread_{false};  // whether anything was sent that no answer has followed
 
   std::mutex startMutex_;     // one start at a time; taken before the other
   mutable std::mutex mutex_;  // guards what follows; never held while waiting

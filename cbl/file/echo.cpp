@@ -16,7 +16,7 @@ std::int32_t echoToFile(const char* path, const std::string& content) {
   if (file == nullptr) file = std::fopen(path, "w");
   if (file == nullptr) return -2;
 
-  // A failure shows at the write, at the flush of the stream's buffer, or at the disk.
+  // Bytes that do not leave the stream's buffer were not written.
   const auto length = static_cast<std::uint32_t>(content.size());
   const bool written = std::fwrite(content.data(), 1, length, file) == length && std::fflush(file) == 0;
   if (written) fsync(fileno(file));

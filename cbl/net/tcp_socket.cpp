@@ -39,6 +39,12 @@ sockaddr_in makeAddress(const std::string& ip, std::int32_t port) {
   return address;
 }
 
+// The kernel would cut a longer name, and take the interface of the shorter one.
+bool bindToInterface(int descriptor, const std::string& name) {
+  return name.size() < IFNAMSIZ && setsockopt(descriptor, SOL_SOCKET, SO_BINDTODEVICE, name.c_str(),
+                                              static_cast<socklen_t>(name.size() + 1)) == 0;
+}
+
 bool isConnectable(const std::string& ip, std::int32_t port) {
   return isIpv4Text(ip) && port >= 1 && port <= kLargestPort;
 }
@@ -52,10 +58,7 @@ std::int32_t createTcpSocket(std::int32_t& descriptor, bool nonBlocking, const s
   if (setNonBlocking(opened.number(), nonBlocking) != 0) return -2;
   if (!setOption(opened.number(), SOL_SOCKET, SO_REUSEADDR, 1)) return -3;
 
-  if (!interfaceName.empty() && setsockopt(opened.number(), SOL_SOCKET, SO_BINDTODEVICE, interfaceName.c_str(),
-                                           static_cast<socklen_t>(interfaceName.size() + 1)) != 0) {
-    return -2;
-  }
+  if (!interfaceName.empty() && !bindToInterface(opened.number(), interfaceName)) return -2;
 
   if (!localIp.empty() || (localPort >= 0 && localPort <= kLargestPort)) {
     if (localPort > kLargestPort || (!localIp.empty() && !isIpv4Text(localIp))) return -3;

@@ -33,6 +33,7 @@ char* takeOverEnvironment(char* end) {
 std::int32_t setProcessTitle(std::int32_t argc, char** argv, const std::string& title) {
   if (argc < 1 || argv == nullptr || title.empty()) return -1;
 
+  while (argc > 1 && argv[argc - 1] == nullptr) --argc;  // a title that was set before has taken the arguments
   char* begin = argv[0];
   char* end = argv[argc - 1] + std::strlen(argv[argc - 1]) + 1;
   if (title.size() >= static_cast<std::size_t>(end - begin) && environ != nullptr && environ[0] == end) {

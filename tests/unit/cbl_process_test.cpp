@@ -203,6 +203,7 @@ void exitAfterTitle(std::size_t titleLength, const std::string& shown) {
   environ = variables;
   bool good = cbl::setProcessTitle(2, argv, std::string(titleLength, 't')) == 0 && argv[0] == shown;
   good = good && argv[1] == nullptr && environmentNow() == Strings{"A=1", "B=2=3"};
+  good = good && cbl::setProcessTitle(2, argv, "2") == 0 && argv[0] == "2"s;
   std::exit(good ? 0 : 1);
 }
 

@@ -92,6 +92,9 @@ TEST_F(Stream, APeerThatNeverReadsCostsTheTimeOutUntilSendingHasBegun) {
   const BusPeer peer(path, [&](const PeerRequest&) { return gate.get_future().wait(), PeerAnswer(); });
   client.setUnixPath(path);
   send(support::messageFrame({"the last that is read"}, 1));
+  EXPECT_EQ(send(std::string(100000, 'x'), 200), 100000);
+  EXPECT_EQ(send(std::string(100000, 'x'), 200), 0) << "there is room, but not enough to begin";
+  client.close();
   client.setIoTimeout(30);
   auto begun = std::async(std::launch::async, [&] { return send(std::string(8 << 20, 'x'), 100); });
   EXPECT_EQ(begun.wait_for(std::chrono::milliseconds(500)), std::future_status::timeout);
@@ -178,11 +181,11 @@ TEST_F(ReceiveThread, OwnsTheInputWhileItRuns) {
 }
 
 TEST_F(ReceiveThread, LeavesNothingBehind) {
+  const std::size_t threads = support::threadCount();
   ASSERT_EQ(collect(), 0);
   ASSERT_EQ(client->stopAutoRecv(), 0);
   ASSERT_TRUE(connected());
   const std::size_t descriptors = support::descriptorCount();
-  const std::size_t threads = support::threadCount();
   for (int i = 0; i < 100; ++i) {
     ASSERT_EQ(collect(), 0);
     if (i % 2 == 0) {
