@@ -13,9 +13,11 @@ namespace fs = std::filesystem;
 using Fall = std::function<void(const Tool&)>;
 
 const std::string kTool = "$TOOL --link $LINK";
-const std::string kWithoutAddresses = "unshare --map-root-user --net ";
+// Gives what follows a network, or mounts, of its own.
+const std::string kUnshare = geteuid() == 0 ? "unshare " : "unshare --map-root-user ";
+const std::string kWithoutAddresses = kUnshare + "--net ";
 const std::string kWithForeignDirectory =
-    "unshare --map-root-user --mount sh -c 'mount --bind $FOREIGN /tmp/velix_bacnet && exec \"$@\"' sh ";
+    kUnshare + "--mount sh -c 'mount --bind $FOREIGN /tmp/velix_bacnet && exec \"$@\"' sh ";
 
 Fall file(const std::string& name, const std::string& content) {
   return [=](const Tool& tool) {
@@ -92,7 +94,7 @@ class Doctor : public testing::TestWithParam<std::size_t> {};
 TEST_P(Doctor, NamesTheFailingStepAndARemedy) {
   const Illness& illness = kIllnesses[GetParam()];
   const Tool tool;
-  if (illness.line.find("unshare ") == 0 && std::system("unshare --map-root-user --net --mount true") != 0)
+  if (illness.line.find("unshare ") == 0 && std::system((kUnshare + "--net --mount true").c_str()) != 0)
     GTEST_SKIP() << "this machine gives nobody a network of his own";
   illness.fall(tool);
   const auto run = tool.shell(illness.line + " --format json doctor");
