@@ -196,7 +196,7 @@ TEST(HmiHost, AnInterruptedWatchShowsItsStatistics) {
   const Tool tool;
   for (const char* signal : {"INT", "TERM"}) {
     const std::string lines = tool.project.dir.file(signal);
-    const auto run = tool.shell("$TOOL --link $LINK watch 1 --interval 5 >" + lines + " & until grep -q SupplyAir " +
+    const auto run = tool.shell("$TOOL --link $LINK watch 1 --interval 5 >" + lines + " & until grep -qs SupplyAir " +
                                 lines + "; do sleep 0.02; done; kill -s " + signal + " $!; wait $!");
     EXPECT_EQ(run.status, 130);
     EXPECT_TRUE(std::regex_match(
