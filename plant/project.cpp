@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -96,6 +98,7 @@ Link readLink(const pugi::xml_node& projectInfo, std::int32_t linkId) {
   std::set<std::int32_t> seen;
   for (const pugi::xml_node& symbols : projectInfo.children("Symbols")) {
     if (!belongsTo(symbols, linkId)) continue;
+    link.present = true;
     for (const pugi::xml_node& symbol : symbols.children("Symbol")) {
       Point point = readPoint(symbol);
       if (seen.insert(point.regId).second) link.points.push_back(std::move(point));
@@ -124,6 +127,10 @@ std::int32_t readProject(const std::string& path, std::int32_t linkId, Link& lin
   std::error_code reason;
   if (!std::filesystem::is_regular_file(path, reason)) {
     error = path + ": " + (reason ? reason.message() : "not a regular file");
+    return -1;
+  }
+  if (!std::ifstream(path)) {
+    error = path + ": " + std::strerror(errno);
     return -1;
   }
 

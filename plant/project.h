@@ -40,7 +40,7 @@ struct Link {
   std::int32_t network = 0;
   std::int32_t macLen = 0;
   std::string virtualMac;
-  bool present = false;  ///< a "BACnet" element of this number exists
+  bool present = false;  ///< a "BACnet" or "Symbols" element of this number exists
   std::vector<Point> points;
 };
 

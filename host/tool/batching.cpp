@@ -5,6 +5,7 @@
 #include <iterator>
 #include <utility>
 
+#include "host/tool/failure.h"
 #include "host/tool/interrupt.h"
 
 namespace tool {
@@ -26,7 +27,10 @@ void CBatcher::write(std::vector<Access>& accesses) {
 }
 
 void CBatcher::run(AccessRequest::Kind kind, std::vector<Access>& accesses) {
-  for (Access& access : accesses) access.code = kNoAnswer;
+  for (Access& access : accesses) {
+    access.code = kNoAnswer;
+    access.isGarbled = false;
+  }
   for (auto first = accesses.begin(); first != accesses.end() && !isInterrupted();) {
     const auto last = endOfBatch(kind, first, accesses.end());
     if (std::next(first) == last)
@@ -56,7 +60,7 @@ CBatcher::Iterator CBatcher::endOfBatch(AccessRequest::Kind kind, Iterator first
 void CBatcher::runBatch(AccessRequest::Kind kind, Iterator first, Iterator last) {
   const bool isRead = kind == AccessRequest::kRead;
   driver::Batch batch;
-  const std::int32_t code = answered([&] {
+  const auto code = answered([&] {
     batch.clear();
     for (auto access = first; access != last; ++access)
       batch.push_back({access->reg, isRead ? std::vector<short>() : access->words});
@@ -67,30 +71,34 @@ void CBatcher::runBatch(AccessRequest::Kind kind, Iterator first, Iterator last)
     return;
   }
   for (auto access = first; access != last; ++access, batch.pop_front()) {
-    access->code = code;
+    access->code = *code;
     access->words = std::move(batch.front().words);
   }
 }
 
 void CBatcher::runLone(AccessRequest::Kind kind, Access& access) {
-  access.code = answered([&] {
+  const auto code = answered([&] {
     if (kind == AccessRequest::kWrite) return session_.driver().writeRegister(access.reg, access.words);
     access.words.clear();
     return session_.driver().readRegister(access.reg, access.words);
   });
+  access.isGarbled = !code;
+  access.code = code.value_or(0);
 }
 
-std::int32_t CBatcher::timed(const std::function<std::int32_t()>& call) {
+std::optional<std::int32_t> CBatcher::timed(const std::function<std::int32_t()>& call) {
   const auto start = std::chrono::steady_clock::now();
-  const std::int32_t code = session_.guarded(call);
+  std::optional<std::int32_t> code;
+  const auto failure = failureOf([&] { code = session_.guarded(call); });
+  if (failure && failure->status() != ExitStatus::kRefused) throw CFailure(*failure);
   statistics_.add(std::chrono::steady_clock::now() - start);
   return code;
 }
 
-std::int32_t CBatcher::answered(const std::function<std::int32_t()>& call) {
-  std::int32_t code = timed(call);
+std::optional<std::int32_t> CBatcher::answered(const std::function<std::int32_t()>& call) {
+  auto code = timed(call);
   if (code == kNoAnswer && mayConnect_ && !isInterrupted()) {
-    session_.connect();
+    session_.reconnect();
     mayConnect_ = false;
     code = timed(call);
   }

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <vector>
 
 #include "hmi/driver.h"
@@ -13,22 +15,22 @@ namespace tool {
 struct Access {
   CRegister reg;  ///< prepared
   std::vector<short> words;
-  std::int32_t code = 0;  ///< the driver's result: 0; -1 no answer; any other number is the helper's
+  std::int32_t code = 0;   ///< the driver's result: 0; -1 no answer; any other number is the helper's
+  bool isGarbled = false;  ///< the helper answered with text that is no number; there is no code then
 };
 
 /// Sends accesses to the driver, several in one call where the driver admits it. Formed with the driver's own
 /// `supportsMultiAccess` and `acceptBatchItem`.
 ///
-/// A batch that the helper refuses is repeated point by point, so that a bad point costs only itself. A call that gets
-/// no answer is repeated once after the driver has connected again; when that repetition gets none either, the calls
-/// after it are tried without connecting until one succeeds.
+/// A batch that the helper refuses, or answers with rubbish, is repeated point by point, so that a bad point costs only
+/// itself. A call that gets no answer is repeated once after the session has connected again; when that repetition gets
+/// none either, the calls after it are tried without connecting until one succeeds.
 class CBatcher {
  public:
   /// Both outlive this object. `statistics` takes the duration of each driver call.
   CBatcher(CSession& session, CStatistics& statistics) : session_(session), statistics_(statistics) {}
 
-  /// Throws CFailure when the driver cannot connect again, or the helper answers rubbish; what was not sent then has
-  /// the code -1.
+  /// Throws CFailure when the session cannot connect again; what was not sent then has the code -1.
   void read(std::vector<Access>& accesses);
   void write(std::vector<Access>& accesses);
 
@@ -39,8 +41,9 @@ class CBatcher {
   Iterator endOfBatch(driver::AccessRequest::Kind kind, Iterator first, Iterator end);
   void runBatch(driver::AccessRequest::Kind kind, Iterator first, Iterator last);
   void runLone(driver::AccessRequest::Kind kind, Access& access);
-  std::int32_t timed(const std::function<std::int32_t()>& call);
-  std::int32_t answered(const std::function<std::int32_t()>& call);
+  /// Result of these: the driver's code; none when the answer was rubbish.
+  std::optional<std::int32_t> timed(const std::function<std::int32_t()>& call);
+  std::optional<std::int32_t> answered(const std::function<std::int32_t()>& call);
 
   CSession& session_;
   CStatistics& statistics_;

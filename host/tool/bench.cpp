@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <memory>
@@ -18,6 +19,14 @@ struct BenchOptions {
   PointChoice choice;
   double seconds = 3;
 };
+
+std::string checkSeconds(const std::string& text) {
+  double seconds = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, failure] = std::from_chars(text.data(), end, seconds);
+  const bool fits = failure == std::errc() && stop == end && seconds >= 0.01 && seconds <= 86400;
+  return fits ? "" : text + " is no number from 0.01 to 86400";
+}
 
 double microseconds(CStatistics::Duration duration) {
   return std::round(Microseconds(duration).count() * 10) / 10;
@@ -61,7 +70,7 @@ void addBench(CLI::App& app, Action& action) {
   addPointCommand(*command, action, own, measure);
   command->add_option("--seconds", own->seconds, "how long, 0.01 to 86400")
       ->type_name("S")
-      ->check(CLI::Range(0.01, 86400.0).description(""))
+      ->check(CLI::Validator(checkSeconds, ""))
       ->capture_default_str();
   setExample(*command, "hmi-host --project /opt/project bench SupplyAir.Temp --seconds 5");
 }

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
+#include <iostream>
 #include <limits>
 #include <map>
 #include <string>
@@ -14,7 +15,7 @@ namespace tool {
 
 namespace {
 
-constexpr std::int32_t kLongestString = 65534;
+constexpr std::int32_t kLongestString = 512;  // bytes: what a helper takes of one point
 
 const std::map<std::string, Format> kFormats = {
     {"table", Format::kTable}, {"json", Format::kJson}, {"csv", Format::kCsv}};
@@ -24,17 +25,26 @@ constexpr const char* kExitStatus =
     "6 helper refuses, 7 some points failed, 130 interrupted.\n\n"
     "Example:\n  hmi-host --project /opt/project --interface eth0 read --all";
 
+// A leading 0 or 0x would make it a number of another base.
+std::string checkDecimal(const std::string& text) {
+  const bool isDecimal = text.find_first_not_of("0123456789") == std::string::npos && (text[0] != '0' || text == "0");
+  return isDecimal ? "" : text + " is no decimal number";
+}
+
 std::string checkEven(const std::string& text) {
   return (text.back() - '0') % 2 == 0 ? "" : text + " is not even";
 }
 
 void addCommonOptions(CLI::App& app, Options& options, std::string& format) {
-  app.add_option("--plugin", options.plugin, "driver plug-in (beside the project or this program)")->type_name("FILE");
+  app.add_option("--plugin", options.plugin,
+                 "driver plug-in (in the project, beside this program or in ../lib/hmi-drivers)")
+      ->type_name("FILE");
   app.add_option("--project", options.project, "directory with BACnetLabel.xml and the helper")
       ->type_name("DIR")
       ->required();
   app.add_option("--link", options.link, "number of the link")
       ->type_name("N")
+      ->check(CLI::Validator(checkDecimal, ""))
       ->check(CLI::Range(0, std::numeric_limits<std::int32_t>::max()).description(""))
       ->capture_default_str();
   app.add_option("--interface", options.networkInterface, "network interface that carries the link")
@@ -46,6 +56,7 @@ void addCommonOptions(CLI::App& app, Options& options, std::string& format) {
       ->capture_default_str();
   app.add_option("--string-bytes", options.stringBytes, "register length of STRING points, even")
       ->type_name("N")
+      ->check(CLI::Validator(checkDecimal, ""))
       ->check(CLI::Range(2, kLongestString).description(""))
       ->check(CLI::Validator(checkEven, ""))
       ->capture_default_str();
@@ -96,6 +107,8 @@ std::optional<ExitStatus> readCommandLine(int argc, char** argv, Options& option
     app.parse(argc, argv);
   } catch (const CLI::Success& asked) {
     app.exit(asked);
+    if (!std::cout.flush())
+      throw CFailure(ExitStatus::kInternal, "cannot write the output", "make room, or send it elsewhere");
     return ExitStatus::kWell;
   } catch (const CLI::ParseError& mistake) {
     throw CFailure(ExitStatus::kUsage, problemOf(app, mistake), "'hmi-host --help' shows the commands and options");

@@ -87,6 +87,12 @@ Finding readFirst(Examination& seen) {
   return ok(fmt::format("{} is {}", first[0].fullName(), plant::toText(*result.value)));
 }
 
+// What a start would need does not matter while a helper runs.
+Finding unlessServed(const Examination& seen, Finding finding) {
+  if (finding.verdict != Verdict::kFailed || !isServed(seen.options.link)) return finding;
+  return warning(finding.detail + "; a helper runs", finding.remedy);
+}
+
 std::vector<Step> steps() {
   return {
       {"plug-in", {}, loadPlugin},
@@ -94,9 +100,9 @@ std::vector<Step> steps() {
       {"project file", {}, readProject},
       {"link", {"project file"}, findLink},
       {"interface", {}, findAddress},
-      {"helper file", {}, [](Examination& seen) { return examineHelper(seen.options.project); }},
-      {"shell", {}, [](Examination&) { return examineShell(); }},
-      {"runtime directory", {}, [](Examination&) { return examineRuntimeDirectory(); }},
+      {"helper file", {}, [](Examination& seen) { return unlessServed(seen, examineHelper(seen.options.project)); }},
+      {"shell", {}, [](Examination& seen) { return unlessServed(seen, examineShell()); }},
+      {"runtime directory", {}, [](Examination& seen) { return examineRuntimeDirectory(seen.options.link); }},
       {"pid file", {"runtime directory"}, [](Examination& seen) { return examinePidFile(seen.options.link); }},
       {"socket", {"runtime directory"}, [](Examination& seen) { return examineSocket(seen.options.link); }},
       {"configuration", {"ABI", "link", "helper file", "shell", "pid file", "socket"}, configure},
@@ -162,18 +168,22 @@ std::vector<Column> columns(Format format) {
 
 ExitStatus examineAll(const Options& options, COutput& output) {
   CRecordWriter writer(output, options.format, columns(options.format));
+  const std::vector<Step> all = steps();
+  for (const Step& step : all) writer.fit({{"step", step.name}, {"status", wordOf(Verdict::kSkipped)}});
   Examination seen(options);
   std::set<std::string> unmet;
   ExitStatus status = ExitStatus::kWell;
-  for (const Step& step : steps()) {
+  std::string firstFailure;
+  for (const Step& step : all) {
     const Finding finding = examine(step, seen, unmet);
     add(writer, options.format, step, finding);
+    writer.flush();  // a step may take long
     if (finding.verdict == Verdict::kFailed || finding.verdict == Verdict::kSkipped) unmet.insert(step.name);
     if (finding.verdict != Verdict::kFailed || status != ExitStatus::kWell) continue;
     status = finding.status;
-    complain(fmt::format("{}: {}; {}", step.name, finding.detail, finding.remedy));
+    firstFailure = fmt::format("{}: {}; {}", step.name, finding.detail, finding.remedy);
   }
-  writer.flush();
+  if (status != ExitStatus::kWell) complain(firstFailure);
   return status;
 }
 

@@ -46,7 +46,9 @@ std::optional<CFailure> failureOf(Call&& call) {
   }
 }
 
-/// Writes "hmi-host: " and `line` to standard error.
+/// Writes `line` to standard error, and does not mind when that fails.
+void say(const std::string& line);
+/// The same with "hmi-host: " in front.
 void complain(const std::string& line);
 
 }  // namespace tool

@@ -30,14 +30,17 @@ Finding examineHelper(const std::string& projectDirectory);
 /// The shell that SHELL names.
 Finding examineShell();
 
-/// The directory of the helpers' sockets and pid files.
-Finding examineRuntimeDirectory();
+/// The directory of the helpers' sockets and pid files. One that this user cannot write does for a helper that runs.
+Finding examineRuntimeDirectory(std::int32_t link);
 
-/// The pid file of link `link`. A live process in it that is no helper is a failure, because a driver that cannot
-/// reach the socket kills it.
+/// The pid file of link `link`. A live process in it that is not the link's helper is a failure, because a driver that
+/// cannot reach the socket kills it.
 Finding examinePidFile(std::int32_t link);
 
 /// The socket of link `link`.
 Finding examineSocket(std::int32_t link);
+
+/// Whether a helper accepts connections on the link's socket.
+bool isServed(std::int32_t link);
 
 }  // namespace tool

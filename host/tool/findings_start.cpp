@@ -11,6 +11,7 @@
 #include <string>
 
 #include "host/tool/findings.h"
+#include "host/tool/helper_files.h"
 
 namespace tool {
 
@@ -18,21 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kHelperName = "BACnet_Velix";
-constexpr const char* kFallbackFolder = "Devlib";
 constexpr const char* kShellCharacters = " \t\n|&;<>()$`\\\"'*?[";  // the start's command line has no quotes
-
-// Result: empty when there is none.
-fs::path findHelper(const fs::path& directory) {
-  std::error_code unknown;
-  if (fs::exists(directory / kHelperName, unknown)) return directory / kHelperName;
-  for (fs::recursive_directory_iterator entry(directory / kFallbackFolder, unknown), end; !unknown && entry != end;
-       entry.increment(unknown)) {
-    if (entry->path().filename() == kHelperName && fs::is_regular_file(entry->symlink_status(unknown)))
-      return entry->path();
-  }
-  return {};
-}
 
 // Whether `shell` runs a command at all; shells of locked accounts do not. Result: 0 or an error number, -1 when the
 // shell ran and refused.
@@ -70,8 +57,8 @@ Finding failed(ExitStatus status, const std::string& detail, const std::string& 
 }
 
 Finding examineHelper(const std::string& projectDirectory) {
-  const std::string helper = findHelper(projectDirectory).string();
-  if (helper.empty())
+  const std::string helper = findHelper(projectDirectory);
+  if (helper == kHelperName)
     return failed(ExitStatus::kUnreachable,
                   fmt::format("no {} in {} nor below its {}", kHelperName, projectDirectory, kFallbackFolder),
                   fmt::format("copy {} into the project directory", kHelperName));
@@ -89,7 +76,8 @@ Finding examineHelper(const std::string& projectDirectory) {
 
 Finding examineShell() {
   const char* const shell = std::getenv("SHELL");
-  if (shell == nullptr || *shell == '\0') return ok("not set; hmi-host takes /bin/sh");
+  if (shell == nullptr || *shell == '\0')
+    return warning("not set; hmi-host takes /bin/sh", "an HMI runtime needs it to start the helper: set SHELL=/bin/sh");
 
   const int result = tryShell(shell);
   if (result == 0) return ok(shell);

@@ -5,15 +5,20 @@
 #include <exception>
 
 #include "host/tool/command_line.h"
+#include "host/tool/error_relay.h"
 #include "host/tool/interrupt.h"
 #include "host/tool/output.h"
 
 namespace tool {
 
-void complain(const std::string& line) {
-  // Not the stream's own exceptions: there is no other place to tell that standard error is gone.
-  const std::string text = fmt::format("hmi-host: {}\n", line);
+void say(const std::string& line) {
+  // Without a look at the result: there is no other place to tell that standard error is gone.
+  const std::string text = line + '\n';
   std::fwrite(text.data(), 1, text.size(), stderr);
+}
+
+void complain(const std::string& line) {
+  say("hmi-host: " + line);
 }
 
 namespace {
@@ -25,6 +30,7 @@ ExitStatus run(int argc, char** argv) {
 
   std::signal(SIGPIPE, SIG_IGN);  // a helper that goes away, or a reader
   COutput output;
+  const CErrorRelay relay;
   installInterruptHandler();
   return action(options, output);
 }

@@ -14,10 +14,12 @@
 namespace tool {
 
 void PointChoice::addTo(CLI::App& command) {
-  command.add_option("point", names, "RegId, or name (with its index, as in Temp[3])")->type_name("POINT");
-  command.add_flag("--all", isAll, "every point of the link");
+  const auto point = command.add_option("point", names, "RegId, or name (with its index, as in Temp[3])");
+  point->type_name("POINT");
+  const auto all = command.add_flag("--all", isAll, "every point of the link")->excludes(point);
   command.add_option("-f,--file", file, "points named in FILE, one a line, # begins a comment; - is standard input")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->excludes(all);
 }
 
 void PointChoice::readFile() {

@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <fnmatch.h>
 #include <strings.h>
 
@@ -12,6 +13,8 @@
 namespace tool {
 
 namespace {
+
+constexpr const char* kEvery = "*";
 
 // As a pattern, the index of a name would be a set of characters; a name written out is therefore taken as it stands.
 bool matches(const std::string& pattern, const std::string& text) {
@@ -39,10 +42,15 @@ ExitStatus showPoints(const Options& options, COutput& output, const std::string
                         {"property", "Property", true},
                         {"type", "Type"},
                         {"size", "Size", true}});
+  bool isFound = false;
   for (const plant::Point& point : readPresentLink(options).points) {
-    if (matches(pattern, point.fullName()) || matches(pattern, std::to_string(point.regId)))
-      writer.add(recordOf(point));
+    if (!matches(pattern, point.fullName()) && !matches(pattern, std::to_string(point.regId))) continue;
+    writer.add(recordOf(point));
+    isFound = true;
   }
+  if (!isFound && pattern != kEvery)
+    throw CFailure(ExitStatus::kUsage, fmt::format("no point of link {} matches '{}'", options.link, pattern),
+                   "'hmi-host points' lists them all");
   writer.flush();
   return ExitStatus::kWell;
 }
@@ -51,7 +59,7 @@ ExitStatus showPoints(const Options& options, COutput& output, const std::string
 
 void addPoints(CLI::App& app, Action& action) {
   CLI::App* const command = app.add_subcommand("points", "the link's points, from the project file alone");
-  const auto pattern = std::make_shared<std::string>("*");
+  const auto pattern = std::make_shared<std::string>(kEvery);
   command->add_option("pattern", *pattern, "glob on name or RegId, upper and lower case alike")->type_name("PATTERN");
   setExample(*command, "hmi-host --project /opt/project points '*temp*'");
   command->callback([&action, pattern] {

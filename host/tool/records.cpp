@@ -16,12 +16,16 @@ bool startsCharacter(char byte) {
 // Field devices send what they like: nothing of it may move a terminal's cursor.
 std::string printable(const std::string& text) {
   std::string shown;
+  unsigned char before = 0;
   for (const char byte : text) {
     const auto code = static_cast<unsigned char>(byte);
-    if (code < 0x20 || code == 0x7F)
+    const bool isSecondOfControl = before == 0xC2 && code >= 0x80 && code < 0xA0;
+    if (isSecondOfControl) shown.pop_back();
+    if (code < 0x20 || code == 0x7F || isSecondOfControl)
       shown += fmt::format("\\x{:02x}", code);
     else
       shown += byte;
+    before = code;
   }
   return shown;
 }

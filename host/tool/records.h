@@ -41,6 +41,8 @@ class CRecordWriter {
  public:
   CRecordWriter(COutput& output, Format format, std::vector<Column> columns);
 
+  /// Makes the table's columns wide enough for a record that is still to come.
+  void fit(const Record& record) { table_.fit(record); }
   void add(Record record, Tone tone = Tone::kPlain);
   /// Writes what was added since the last time; the header stands before the first record only.
   void flush();

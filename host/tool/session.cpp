@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "host/tool/failure.h"
+#include "host/tool/helper_files.h"
 #include "host/tool/network_interface.h"
 #include "host/tool/project.h"
 
@@ -34,6 +35,11 @@ driver::CConfig configOf(const Options& options) {
   return config;
 }
 
+std::string whatToDoWithHelper(std::int32_t link) {
+  return fmt::format("look at the end of its log, {}; if its process still runs, end it: {} has its number",
+                     helperLog(link), helperPidFile(link));
+}
+
 }  // namespace
 
 CSession::CSession(const Options& options) : CSession(options, std::make_unique<CPlugin>(findPlugin(options))) {}
@@ -42,6 +48,11 @@ CSession::CSession(const Options& options, std::unique_ptr<CPlugin> plugin)
     : options_(options), plugin_(std::move(plugin)) {
   provideShell();
   plugin_->requireAbiVersion();
+  makeDriver();
+}
+
+void CSession::makeDriver() {
+  owner_ = rttr::variant();  // one driver at a time
   owner_ = plugin_->createDriver();
   driver_ = owner_.extract_wrapped_value().convert<driver::CDriver*>();
   if (driver_ == nullptr)
@@ -60,14 +71,14 @@ void CSession::init() {
   if (code == kFailed)
     throw CFailure(ExitStatus::kUnreachable,
                    fmt::format("the helper of link {} does not start (init {})", options_.link, code),
-                   fmt::format("run it by hand to see why: BACnet_Velix {} -f", options_.link));
+                   fmt::format("run it by hand to see why: {} {} -f", findHelper(options_.project), options_.link));
   if (code == kHandOffUnanswered)
     throw CFailure(ExitStatus::kUnreachable,
                    fmt::format("the helper of link {} does not take the project file (init {})", options_.link, code),
-                   "end the process that its pid file names and try again");
+                   whatToDoWithHelper(options_.link));
   throw CFailure(ExitStatus::kRefused,
                  fmt::format("the helper of link {} refused the project file with code {}", options_.link, code),
-                 "the helper's log says what it dislikes");
+                 fmt::format("its log says what it dislikes: {}", helperLog(options_.link)));
 }
 
 void CSession::connect() {
@@ -78,10 +89,20 @@ void CSession::connect() {
   if (code == kFailed)
     throw CFailure(ExitStatus::kUnreachable,
                    fmt::format("the helper of link {} does not answer (connect {})", options_.link, code),
-                   "try again; if that fails, end the process that its pid file names");
+                   whatToDoWithHelper(options_.link));
   throw CFailure(ExitStatus::kRefused,
                  fmt::format("the helper of link {} refused to connect with code {}", options_.link, code),
-                 "look at the link's parameters ('hmi-host info') and the helper's log");
+                 fmt::format("look at the link's parameters and the helper's log, {}", helperLog(options_.link)));
+}
+
+// The rest of a broken answer stays in a driver's client as long as the driver lives.
+void CSession::reconnect() {
+  const auto failure = failureOf([&] { connect(); });
+  if (!failure) return;
+  if (failure->status() != ExitStatus::kUnreachable) throw CFailure(*failure);
+  makeDriver();
+  init();
+  connect();
 }
 
 CRegister CSession::prepare(const plant::Point& point) {
@@ -97,7 +118,7 @@ std::int32_t CSession::guarded(const std::function<std::int32_t()>& call) const 
     return call();
   } catch (const std::logic_error&) {  // a number was asked for: none there, or out of range
     throw CFailure(ExitStatus::kRefused, "the helper answered with text that is no number",
-                   "it is broken or no helper of this driver; put the right one in place");
+                   "it is broken, or no helper of this driver");
   } catch (const std::system_error& error) {
     throw CFailure(ExitStatus::kInternal, fmt::format("the driver cannot go on: {}", error.what()), "try again");
   }

@@ -29,6 +29,9 @@ class CSession {
   void init();
   /// Has the driver connect; may be repeated after `init`. Throws CFailure (usage, unreachable, refused).
   void connect();
+  /// Connects again, with another driver object when this one cannot. Registers stay prepared. Throws as `init` and
+  /// `connect` do.
+  void reconnect();
 
   /// The register of `point`, prepared by the driver. Throws CFailure (project) when the driver does not know it.
   CRegister prepare(const plant::Point& point);
@@ -43,6 +46,8 @@ class CSession {
   std::uint32_t connects() const { return connects_; }
 
  private:
+  void makeDriver();
+
   const Options& options_;
   std::unique_ptr<CPlugin> plugin_;
   rttr::variant owner_;  // keeps the driver alive; goes before the plug-in

@@ -29,9 +29,9 @@ double milliseconds(CStatistics::Duration duration) {
 }
 
 void report(const Tally& tally, const CStatistics& statistics) {
-  fmt::print(stderr, "reads {}, failures {}, calls {}: min {:.3f} ms, median {:.3f} ms, p99 {:.3f} ms\n", tally.reads,
-             tally.failures, statistics.count(), milliseconds(statistics.minimum()),
-             milliseconds(statistics.percentile(50)), milliseconds(statistics.percentile(99)));
+  say(fmt::format("reads {}, failures {}, calls {}: min {:.3f} ms, median {:.3f} ms, p99 {:.3f} ms", tally.reads,
+                  tally.failures, statistics.count(), milliseconds(statistics.minimum()),
+                  milliseconds(statistics.percentile(50)), milliseconds(statistics.percentile(99))));
 }
 
 // A log of changes is a list on a terminal, too.
@@ -40,35 +40,52 @@ std::unique_ptr<CWatchView> makeView(COutput& output, Format format, const Watch
   return isScreen ? makeScreenView(output) : makeLineView(output, format, own.isOnChange);
 }
 
-// Result: false when an interrupt cut the round short; it is not counted then.
-bool readOnce(CPointReader& reader, CWatchView& view, Tally& tally) {
-  const auto connects = reader.connects();
-  reader.read();
-  if (isInterrupted()) return false;
-  if (reader.connects() != connects) view.startAfresh();
-  const auto results = reader.results();
-  tally.add(results);
-  view.show(results);
-  return true;
-}
+// A helper that is gone is waited for: its points fail meanwhile.
+class CWatch {
+ public:
+  CWatch(CPointReader& reader, CWatchView& view) : reader_(reader), view_(view) {}
+
+  /// Result: false when an interrupt cut the round short; it is not counted then.
+  bool readOnce() {
+    const auto connects = reader_.connects();
+    const auto failure = failureOf([&] { reader_.read(); });
+    if (isInterrupted()) return false;
+    if (failure && failure->status() != ExitStatus::kUnreachable) throw CFailure(*failure);
+    if (failure && !isLost_) complain(failure->what());
+    isLost_ = failure.has_value();
+    if (reader_.connects() != connects) view_.startAfresh();
+    const auto results = reader_.results();
+    tally_.add(results);
+    view_.show(results);
+    return true;
+  }
+
+  const Tally& tally() const { return tally_; }
+
+ private:
+  CPointReader& reader_;
+  CWatchView& view_;
+  Tally tally_;
+  bool isLost_ = false;
+};
 
 ExitStatus watchPoints(const Options& options, COutput& output, const WatchOptions& own) {
   CPointReader reader(options, own.choice);
   const auto view = makeView(output, options.format, own);
-  Tally tally;
+  CWatch watch(reader, *view);
 
   const CInterruptNote note;
   const auto failure = failureOf([&] {
     auto next = steady_clock::now();
     for (int round = 0; own.count == 0 || round < own.count; ++round) {
-      if (!note.waitUntil(next) || !readOnce(reader, *view, tally)) return;
+      if (!note.waitUntil(next) || !watch.readOnce()) return;
       next = std::max(next + std::chrono::milliseconds(own.intervalMs), steady_clock::now());
     }
   });
-  report(tally, reader.statistics());
+  report(watch.tally(), reader.statistics());
   if (isInterrupted()) return ExitStatus::kInterrupted;
   if (failure) throw CFailure(*failure);
-  return tally.failures == 0 ? ExitStatus::kWell : ExitStatus::kPointsFailed;
+  return watch.tally().failures == 0 ? ExitStatus::kWell : ExitStatus::kPointsFailed;
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include "host/tool/batching.h"
 #include "host/tool/commands.h"
+#include "host/tool/interrupt.h"
 #include "host/tool/project.h"
 #include "host/tool/results.h"
 #include "plant/value.h"
@@ -83,10 +84,12 @@ ExitStatus send(const Options& options, CRecordWriter& writer, const std::vector
   for (std::size_t i = 0; i < points.size(); ++i) accesses[i].reg = session->prepare(points[i]);
 
   CStatistics statistics;
+  const CInterruptNote note;  // what was written by then is shown
   const auto failure = failureOf([&] { CBatcher(*session, statistics).write(accesses); });
   const auto results = resultsOf(points, accesses, writeResult);
   addTo(writer, results);
   writer.flush();
+  if (isInterrupted()) return ExitStatus::kInterrupted;
   if (failure) throw CFailure(*failure);
   complainOf(results);
   return areGood(results) ? ExitStatus::kWell : ExitStatus::kPointsFailed;

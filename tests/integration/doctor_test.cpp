@@ -75,9 +75,11 @@ const Illness kIllnesses[] = {
     {"runtime directory", 5, "/tmp/velix_bacnet belongs to user ", "run as that user", kWithForeignDirectory + kTool,
      provideForeignDirectory},
     {"pid file", 5, "which is no helper", "remove the file", kTool, namePidOfAnother},
-    {"configuration", 5, "does not start (init -1)", "run it by hand to see why: BACnet_Velix ", kTool,
+    {"pid file", 5, " is no file", "remove it", kTool,
+     [](const Tool& tool) { fs::create_directories(tool.project.linkFile(".pid")); }},
+    {"configuration", 5, "does not start (init -1)", "run it by hand to see why: /", kTool,
      file("BACnet_Velix", "#!/bin/sh\nexit 1\n")},
-    {"configuration", 5, "does not take the project file (init -99)", "end the process that its pid file names", kTool,
+    {"configuration", 5, "does not take the project file (init -99)", "if its process still runs, end it: /", kTool,
      fault(R"({"function":"bac_load_xml","hang":true})")},
     {"connection", 6, "refused to connect with code 5", "log", kTool, fault(R"({"function":"bac_connect","code":5})")},
     {"first read", 7, "SupplyAir.Temp (RegId 1): the helper answered code 9", "read --all", kTool,
@@ -112,7 +114,7 @@ INSTANTIATE_TEST_SUITE_P(Illnesses, Doctor, testing::Range<std::size_t>(0, std::
 
 TEST(Doctor, FindsNothingWhereAllIsWell) {
   const Tool tool;
-  for (const char* helper : {"none; no helper of this link has been started", " lives"}) {
+  for (const char* helper : {"none; no helper of this link runs", " lives"}) {
     const auto run = tool.run("doctor");
     EXPECT_EQ(run.status, 0) << run.out;
     EXPECT_EQ(run.err, "");

@@ -85,6 +85,10 @@ TEST(HmiHost, WhatIsWrongIsSaidInALineAndHasItsStatus) {
       {"--format yaml read 1", 2, "yaml"},
       {"read", 2, "no point is named; name points, or take --all"},
       {"read Tmep", 2, "has no point 'Tmep'; 'hmi-host points' lists them"},
+      {"read --all 4", 2, "point excludes --all"},
+      {"points nothing", 2, "matches 'nothing'"},
+      {"bench 4 --seconds nan", 2, "nan is no number from 0.01 to 86400"},
+      {"--string-bytes 0xa read 1", 2, "0xa is no decimal number"},
       {"read -f /none", 2, "cannot read /none: No such file or directory"},
       {"write 4", 2, "'4' is no assignment; write POINT=VALUE"},
       {"write 4=abc", 2, "4=abc: 'abc' is not a number; write a value that fits its type, REAL"},
@@ -141,10 +145,13 @@ TEST(HmiHost, TheHelpersFaultsHaveTheirStatus) {
       {R"({"function":"bac_load_xml","silence":true})", {"read 1", 5, "does not take the project file (init -99)"}},
       {R"({"function":"bac_connect","code":5})", {"read 1", 6, "refused to connect with code 5"}},
       {R"({"function":"bac_connect","close":true})", {"info", 5, "does not answer (connect -1)"}},
-      {R"({"function":"bac_read","value":"x"})", {"read 1", 6, "answered with text that is no number"}},
+      {R"({"function":"*","regId":3,"value":"x"})",
+       {"read 1 3 4", 7, "OutdoorAir.Temp (RegId 3): the helper answered with text"}},
       {R"({"function":"bac_read","value":"1"})",
        {"read 1", 7, "SupplyAir.Temp (RegId 1): value not readable as REAL: words 1"}},
       {R"({"function":"bac_read","times":1,"close":true})", {"read 1", 0, ""}},
+      {R"({"function":"bac_read","after":1,"times":1,"half":true})",
+       {"watch 1 --interval 10 --count 3", 0, "reads 3, failures 0"}},
       {R"({"function":"bac_read","close":true})", {"read 1", 7, "no answer from the helper (-1)"}},
       {R"({"function":"bac_write","code":9})", {"write 4=20", 7, "the helper answered code 9"}},
       {R"({"function":"bac_multi_write","code":9})", {"write 1=20 4=20", 0, ""}},
@@ -157,6 +164,25 @@ TEST(HmiHost, TheHelpersFaultsHaveTheirStatus) {
     EXPECT_NE(run.err.find(expected.said), std::string::npos) << rule << run.err;
     EXPECT_EQ(run.err.empty(), expected.said.empty()) << run.err;
   }
+}
+
+TEST(HmiHost, AHelperThatOutlivesItKeepsNoPipeOpen) {
+  EXPECT_EQ(Tool().shell("timeout 30 sh -c \"$TOOL --link $LINK read 1 2>&1 | cat\"").status, 0);
+}
+
+TEST(HmiHost, PointNamesAreCompletedAndNotExecuted) {
+  const Tool tool;
+  const std::string trace = tool.project.dir.file("executed");
+  tool.project.writeProject(support::symbolXml(1, "Supply Air", "REAL") +
+                            support::symbolXml(2, "Sub$(touch " + trace + ")[3]", "REAL"));
+  const std::string hmiHost = tool.project.dir.write("hmi-host", "#!/bin/sh\nexec " + tool.program() + " \"$@\"\n");
+  std::filesystem::permissions(hmiHost, std::filesystem::perms::owner_all);
+  const auto run =
+      tool.shell("bash -c 'source " SOURCE_DIR "/host/hmi-host.bash-completion; COMP_CWORD=6; COMP_WORDS=(" + hmiHost +
+                 " --project " + tool.project.dir.path().string() + " --link " + tool.link() +
+                 " read Su); _hmi_host; printf \"%s\\n\" \"${COMPREPLY[@]}\"'");
+  EXPECT_EQ(run.out, "Supply\\ Air\nSub\\$\\(touch\\ " + trace + "\\)\\[3\\]\n");
+  EXPECT_FALSE(std::filesystem::exists(trace));
 }
 
 TEST(HmiHost, ABadPointOfABatchCostsOnlyItself) {

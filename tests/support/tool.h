@@ -27,8 +27,7 @@ class Tool {
 
   /// Runs a line in the shell, where $TOOL stands for hmi-host with its project and $LINK for the link's number.
   Run shell(const std::string& line) const {
-    setenv("TOOL", (std::string(EMULATOR) + " " BIN_DIR "/hmi-host --project " + project.dir.path().string()).c_str(),
-           1);
+    setenv("TOOL", (program() + " --project " + project.dir.path().string()).c_str(), 1);
     setenv("LINK", link().c_str(), 1);
     const int status = std::system(("( " + line + " ) >" + out_ + " 2>" + err_).c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readFile(out_),
@@ -36,6 +35,8 @@ class Tool {
   }
   Run run(const std::string& arguments) const { return shell("$TOOL --link $LINK " + arguments); }
 
+  /// The command line's beginning: the tool, or the emulator with it.
+  static std::string program() { return std::string(EMULATOR) + " " BIN_DIR "/hmi-host"; }
   std::string link() const { return std::to_string(project.link); }
 
   static std::string withoutLog(const std::string& text) {
