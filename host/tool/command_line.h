@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "host/tool/commands.h"
+#include "host/tool/command/commands.h"
 #include "host/tool/options.h"
 
 namespace tool {

@@ -5,9 +5,9 @@
 #include <exception>
 
 #include "host/tool/command_line.h"
-#include "host/tool/error_relay.h"
-#include "host/tool/interrupt.h"
-#include "host/tool/output.h"
+#include "host/tool/console/error_relay.h"
+#include "host/tool/console/interrupt.h"
+#include "host/tool/console/output.h"
 
 namespace tool {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "host/tool/records.h"
+#include "host/tool/console/records.h"
 
 namespace tool {
 

@@ -3,8 +3,8 @@
 #include <cmath>
 #include <limits>
 
-#include "host/tool/statistics.h"
-#include "host/tool/trend.h"
+#include "host/tool/command/trend.h"
+#include "host/tool/link/statistics.h"
 
 namespace {
 

@@ -1,0 +1,70 @@
+#include <fmt/format.h>
+#include <fnmatch.h>
+#include <strings.h>
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <string>
+
+#include "host/tool/command/commands.h"
+#include "host/tool/link/project.h"
+#include "host/tool/link/results.h"
+
+namespace tool {
+
+namespace {
+
+constexpr const char* kEvery = "*";
+
+// As a pattern, the index of a name would be a set of characters; a name written out is therefore taken as it stands.
+bool matches(const std::string& pattern, const std::string& text) {
+  return strcasecmp(pattern.c_str(), text.c_str()) == 0 || fnmatch(pattern.c_str(), text.c_str(), FNM_CASEFOLD) == 0;
+}
+
+Record recordOf(const plant::Point& point) {
+  Record record;
+  record["regId"] = point.regId;
+  record["name"] = point.fullName();
+  record["object"] = point.objectType;
+  record["instance"] = point.instance;
+  record["property"] = point.propId;
+  record["type"] = typeText(point);
+  record["size"] = point.size;
+  return record;
+}
+
+ExitStatus showPoints(const Options& options, COutput& output, const std::string& pattern) {
+  CRecordWriter writer(output, options.format,
+                       {{"regId", "RegId", true},
+                        {"name", "Name"},
+                        {"object", "Object", true},
+                        {"instance", "Instance", true},
+                        {"property", "Property", true},
+                        {"type", "Type"},
+                        {"size", "Size", true}});
+  bool isFound = false;
+  for (const plant::Point& point : readPresentLink(options).points) {
+    if (!matches(pattern, point.fullName()) && !matches(pattern, std::to_string(point.regId))) continue;
+    writer.add(recordOf(point));
+    isFound = true;
+  }
+  if (!isFound && pattern != kEvery)
+    throw CFailure(ExitStatus::kUsage, fmt::format("no point of link {} matches '{}'", options.link, pattern),
+                   "'hmi-host points' lists them all");
+  writer.flush();
+  return ExitStatus::kWell;
+}
+
+}  // namespace
+
+void addPoints(CLI::App& app, Action& action) {
+  CLI::App* const command = app.add_subcommand("points", "the link's points, from the project file alone");
+  const auto pattern = std::make_shared<std::string>(kEvery);
+  command->add_option("pattern", *pattern, "glob on name or RegId, upper and lower case alike")->type_name("PATTERN");
+  setExample(*command, "hmi-host --project /opt/project points '*temp*'");
+  command->callback([&action, pattern] {
+    action = [pattern](const Options& options, COutput& output) { return showPoints(options, output, *pattern); };
+  });
+}
+
+}  // namespace tool

@@ -1,0 +1,131 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/tool/command/commands.h"
+#include "host/tool/console/interrupt.h"
+#include "host/tool/link/batching.h"
+#include "host/tool/link/project.h"
+#include "host/tool/link/results.h"
+#include "plant/value.h"
+
+namespace tool {
+
+namespace {
+
+constexpr int kSmallestWord = -32768;
+constexpr int kLargestWord = 65535;  // a word may be written signed or unsigned
+
+struct WriteOptions {
+  std::vector<std::string> assignments;
+  bool isWords = false;
+  bool isDryRun = false;
+};
+
+struct Assignment {
+  plant::Point point;
+  plant::Words words;
+};
+
+plant::Words parseWords(std::string_view text, const std::string& assignment) {
+  plant::Words words;
+  for (;;) {
+    const std::string_view piece = text.substr(0, text.find(','));
+    int word = 0;
+    const auto [end, failure] = std::from_chars(piece.data(), piece.data() + piece.size(), word);
+    if (failure != std::errc() || end != piece.data() + piece.size() || word < kSmallestWord || word > kLargestWord)
+      throw CFailure(ExitStatus::kUsage, fmt::format("{}: '{}' is no 16-bit word", assignment, piece),
+                     "write words as in 4=16840,0");
+    words.push_back(static_cast<short>(word));
+    if (piece.size() == text.size()) return words;
+    text.remove_prefix(piece.size() + 1);
+  }
+}
+
+plant::Words wordsOf(const plant::Point& point, const std::string& text, const std::string& assignment,
+                     const Options& options) {
+  const std::int32_t bytes = registerBytes(point, options);
+  plant::Value value;
+  std::string error;
+  if (plant::parseValue(point, text, bytes, value, error)) return plant::toWords(point, value, bytes);
+  throw CFailure(ExitStatus::kUsage, fmt::format("{}: {}", assignment, error),
+                 point.type == plant::DataType::kString
+                     ? "give STRING points more room with --string-bytes"
+                     : fmt::format("write a value that fits its type, {}", typeText(point)));
+}
+
+Assignment parseAssignment(const plant::Link& link, const std::string& text, const WriteOptions& own,
+                           const Options& options) {
+  const std::size_t equals = text.find('=');
+  if (equals == std::string::npos)
+    throw CFailure(ExitStatus::kUsage, fmt::format("'{}' is no assignment", text), "write POINT=VALUE");
+  const plant::Point& point = findPoint(link, text.substr(0, equals));
+  const std::string value = text.substr(equals + 1);
+  return {point, own.isWords ? parseWords(value, text) : wordsOf(point, value, text, options)};
+}
+
+void showWords(CRecordWriter& writer, const std::vector<Result>& results) {
+  for (const Result& result : results) {
+    Record record = recordOf(result);
+    record.erase("code");  // nobody gave one
+    writer.add(record);
+  }
+  writer.flush();
+}
+
+ExitStatus send(const Options& options, CRecordWriter& writer, const std::vector<plant::Point>& points,
+                std::vector<Access>& accesses) {
+  const auto session = openSession(options);
+  for (std::size_t i = 0; i < points.size(); ++i) accesses[i].reg = session->prepare(points[i]);
+
+  CStatistics statistics;
+  const CInterruptNote note;  // what was written by then is shown
+  const auto failure = failureOf([&] { CBatcher(*session, statistics).write(accesses); });
+  const auto results = resultsOf(points, accesses, writeResult);
+  addTo(writer, results);
+  writer.flush();
+  if (isInterrupted()) return ExitStatus::kInterrupted;
+  if (failure) throw CFailure(*failure);
+  complainOf(results);
+  return areGood(results) ? ExitStatus::kWell : ExitStatus::kPointsFailed;
+}
+
+// Nothing is sent unless every value fits.
+ExitStatus writePoints(const Options& options, COutput& output, const WriteOptions& own) {
+  const plant::Link link = readPresentLink(options);
+  std::vector<plant::Point> points;
+  std::vector<Access> accesses;
+  for (const std::string& text : own.assignments) {
+    const Assignment assignment = parseAssignment(link, text, own, options);
+    points.push_back(assignment.point);
+    accesses.push_back({CRegister(), assignment.words, 0});
+  }
+
+  CRecordWriter writer(output, options.format, resultColumns());
+  if (!own.isDryRun) return send(options, writer, points, accesses);
+  showWords(writer, resultsOf(points, accesses, writeResult));
+  return ExitStatus::kWell;
+}
+
+}  // namespace
+
+void addWrite(CLI::App& app, Action& action) {
+  CLI::App* const command = app.add_subcommand("write", "write points in the order given");
+  const auto own = std::make_shared<WriteOptions>();
+  command->add_option("assignment", own->assignments, "point and value of its type in the project file")
+      ->type_name("POINT=VALUE")
+      ->required();
+  command->add_flag("--words", own->isWords, "values are raw 16-bit words with commas, the high word first");
+  command->add_flag("--dry-run", own->isDryRun, "show the words and send nothing");
+  setExample(*command, "hmi-host --project /opt/project write SupplyAir.TempSetpoint=21.5 SupplyFan.OutOfService=true");
+  command->callback([&action, own] {
+    action = [own](const Options& options, COutput& output) { return writePoints(options, output, *own); };
+  });
+}
+
+}  // namespace tool

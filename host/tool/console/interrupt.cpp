@@ -1,0 +1,67 @@
+#include "host/tool/console/interrupt.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <limits>
+
+#include "host/tool/failure.h"
+
+namespace tool {
+
+namespace {
+
+volatile std::sig_atomic_t isNoting = 0;
+volatile std::sig_atomic_t wasNoted = 0;
+int wakeUp = -1;  // becomes readable with the first interrupt
+
+extern "C" void onInterrupt(int /*signal*/) {
+  if (isNoting == 0 || wasNoted != 0) _exit(static_cast<int>(ExitStatus::kInterrupted));
+  wasNoted = 1;
+  const int before = errno;
+  const std::uint64_t one = 1;
+  [[maybe_unused]] const ssize_t written = write(wakeUp, &one, sizeof(one));  // fails only when it is readable already
+  errno = before;
+}
+
+}  // namespace
+
+void installInterruptHandler() {
+  wakeUp = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  if (wakeUp < 0) throw CFailure(ExitStatus::kInternal, "no descriptor is free", "raise the limit (ulimit -n)");
+  struct sigaction action {};
+  action.sa_handler = onInterrupt;
+  action.sa_flags = SA_RESTART;
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
+CInterruptNote::CInterruptNote() {
+  isNoting = 1;
+}
+
+CInterruptNote::~CInterruptNote() {
+  isNoting = 0;
+}
+
+bool CInterruptNote::waitUntil(std::chrono::steady_clock::time_point time) const {
+  for (;;) {
+    using std::chrono::milliseconds;
+    const auto left = std::chrono::ceil<milliseconds>(time - std::chrono::steady_clock::now()).count();
+    if (isInterrupted()) return false;
+    if (left <= 0) return true;
+    pollfd entry{wakeUp, POLLIN, 0};
+    poll(&entry, 1, static_cast<int>(std::min<std::int64_t>(left, std::numeric_limits<int>::max())));
+  }
+}
+
+bool isInterrupted() {
+  return wasNoted != 0;
+}
+
+}  // namespace tool

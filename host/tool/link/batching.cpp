@@ -1,0 +1,109 @@
+#include "host/tool/link/batching.h"
+
+#include <algorithm>
+#include <chrono>
+#include <iterator>
+#include <utility>
+
+#include "host/tool/console/interrupt.h"
+#include "host/tool/failure.h"
+
+namespace tool {
+
+namespace {
+
+using driver::AccessRequest;
+
+constexpr std::int32_t kNoAnswer = -1;
+
+}  // namespace
+
+void CBatcher::read(std::vector<Access>& accesses) {
+  run(AccessRequest::kRead, accesses);
+}
+
+void CBatcher::write(std::vector<Access>& accesses) {
+  run(AccessRequest::kWrite, accesses);
+}
+
+void CBatcher::run(AccessRequest::Kind kind, std::vector<Access>& accesses) {
+  for (Access& access : accesses) {
+    access.code = kNoAnswer;
+    access.isGarbled = false;
+  }
+  for (auto first = accesses.begin(); first != accesses.end() && !isInterrupted();) {
+    const auto last = endOfBatch(kind, first, accesses.end());
+    if (std::next(first) == last)
+      runLone(kind, *first);
+    else
+      runBatch(kind, first, last);
+    first = last;
+  }
+}
+
+// A write batch sends the words of its last item for every point: that is the driver's contract. Only neighbours that
+// are to get the very same words may therefore share one.
+CBatcher::Iterator CBatcher::endOfBatch(AccessRequest::Kind kind, Iterator first, Iterator end) {
+  driver::CDriver& driver = session_.driver();
+  if (!driver.supportsMultiAccess()) return std::next(first);
+
+  AccessRequest request{kind};
+  int count = 0;
+  auto last = first;
+  while (last != end && (kind == AccessRequest::kRead || last->words == first->words) &&
+         driver.acceptBatchItem(&*first, count, request)) {
+    ++last;
+  }
+  return std::max(last, std::next(first));
+}
+
+void CBatcher::runBatch(AccessRequest::Kind kind, Iterator first, Iterator last) {
+  const bool isRead = kind == AccessRequest::kRead;
+  driver::Batch batch;
+  const auto code = answered([&] {
+    batch.clear();
+    for (auto access = first; access != last; ++access)
+      batch.push_back({access->reg, isRead ? std::vector<short>() : access->words});
+    return isRead ? session_.driver().readRegisters(batch) : session_.driver().writeRegisters(batch);
+  });
+  if (code != 0 && code != kNoAnswer) {
+    for (auto access = first; access != last; ++access) runLone(kind, *access);
+    return;
+  }
+  for (auto access = first; access != last; ++access, batch.pop_front()) {
+    access->code = *code;
+    access->words = std::move(batch.front().words);
+  }
+}
+
+void CBatcher::runLone(AccessRequest::Kind kind, Access& access) {
+  const auto code = answered([&] {
+    if (kind == AccessRequest::kWrite) return session_.driver().writeRegister(access.reg, access.words);
+    access.words.clear();
+    return session_.driver().readRegister(access.reg, access.words);
+  });
+  access.isGarbled = !code;
+  access.code = code.value_or(0);
+}
+
+std::optional<std::int32_t> CBatcher::timed(const std::function<std::int32_t()>& call) {
+  const auto start = std::chrono::steady_clock::now();
+  std::optional<std::int32_t> code;
+  const auto failure = failureOf([&] { code = session_.guarded(call); });
+  if (failure && failure->status() != ExitStatus::kRefused) throw CFailure(*failure);
+  statistics_.add(std::chrono::steady_clock::now() - start);
+  return code;
+}
+
+std::optional<std::int32_t> CBatcher::answered(const std::function<std::int32_t()>& call) {
+  auto code = timed(call);
+  if (code == kNoAnswer && mayConnect_ && !isInterrupted()) {
+    session_.reconnect();
+    mayConnect_ = false;
+    code = timed(call);
+  }
+  if (code != kNoAnswer) mayConnect_ = true;
+  return code;
+}
+
+}  // namespace tool

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include "hmi/driver.h"
+#include "host/tool/link/session.h"
+#include "host/tool/link/statistics.h"
+
+namespace tool {
+
+/// One access to one point: a read fills `words`, a write sends them.
+struct Access {
+  CRegister reg;  ///< prepared
+  std::vector<short> words;
+  std::int32_t code = 0;   ///< the driver's result: 0; -1 no answer; any other number is the helper's
+  bool isGarbled = false;  ///< the helper answered with text that is no number; there is no code then
+};
+
+/// Sends accesses to the driver, several in one call where the driver admits it. Formed with the driver's own
+/// `supportsMultiAccess` and `acceptBatchItem`.
+///
+/// A batch that the helper refuses, or answers with rubbish, is repeated point by point, so that a bad point costs only
+/// itself. A call that gets no answer is repeated once after the session has connected again; when that repetition gets
+/// none either, the calls after it are tried without connecting until one succeeds.
+class CBatcher {
+ public:
+  /// Both outlive this object. `statistics` takes the duration of each driver call.
+  CBatcher(CSession& session, CStatistics& statistics) : session_(session), statistics_(statistics) {}
+
+  /// Throws CFailure when the session cannot connect again; what was not sent then has the code -1.
+  void read(std::vector<Access>& accesses);
+  void write(std::vector<Access>& accesses);
+
+ private:
+  using Iterator = std::vector<Access>::iterator;
+
+  void run(driver::AccessRequest::Kind kind, std::vector<Access>& accesses);
+  Iterator endOfBatch(driver::AccessRequest::Kind kind, Iterator first, Iterator end);
+  void runBatch(driver::AccessRequest::Kind kind, Iterator first, Iterator last);
+  void runLone(driver::AccessRequest::Kind kind, Access& access);
+  /// Result of these: the driver's code; none when the answer was rubbish.
+  std::optional<std::int32_t> timed(const std::function<std::int32_t()>& call);
+  std::optional<std::int32_t> answered(const std::function<std::int32_t()>& call);
+
+  CSession& session_;
+  CStatistics& statistics_;
+  bool mayConnect_ = true;
+};
+
+}  // namespace tool
