@@ -46,9 +46,4 @@ std::optional<CFailure> failureOf(Call&& call) {
   }
 }
 
-/// Writes `line` to standard error, and does not mind when that fails.
-void say(const std::string& line);
-/// The same with "hmi-host: " in front.
-void complain(const std::string& line);
-
 }  // namespace tool

@@ -1,7 +1,6 @@
 #include <fmt/format.h>
 
 #include <csignal>
-#include <cstdio>
 #include <exception>
 
 #include "host/tool/command_line.h"
@@ -10,16 +9,6 @@
 #include "host/tool/console/output.h"
 
 namespace tool {
-
-void say(const std::string& line) {
-  // Without a look at the result: there is no other place to tell that standard error is gone.
-  const std::string text = line + '\n';
-  std::fwrite(text.data(), 1, text.size(), stderr);
-}
-
-void complain(const std::string& line) {
-  say("hmi-host: " + line);
-}
 
 namespace {
 

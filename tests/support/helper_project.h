@@ -45,7 +45,7 @@ class HelperProject {
   }
   ~HelperProject() {
     killHelper();
-    for (const char* ending : {".sock", ".pid", ".log"}) std::filesystem::remove(linkFile(ending));
+    for (const char* ending : {".sock", ".pid", ".log", ".log.old"}) std::filesystem::remove(linkFile(ending));
   }
 
   /// Writes a project file of one link with the given points; multiple access is allowed as told.

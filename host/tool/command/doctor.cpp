@@ -10,6 +10,7 @@
 #include "host/tool/command/commands.h"
 #include "host/tool/command/findings.h"
 #include "host/tool/command/point_reader.h"
+#include "host/tool/console/error_relay.h"
 #include "host/tool/link/batching.h"
 #include "host/tool/link/network_interface.h"
 #include "host/tool/link/plugin.h"

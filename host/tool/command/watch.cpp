@@ -9,6 +9,7 @@
 #include "host/tool/command/commands.h"
 #include "host/tool/command/point_reader.h"
 #include "host/tool/command/watch_view.h"
+#include "host/tool/console/error_relay.h"
 #include "host/tool/console/interrupt.h"
 
 namespace tool {

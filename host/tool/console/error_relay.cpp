@@ -17,6 +17,8 @@ namespace tool {
 
 namespace {
 
+int errorDescriptor = STDERR_FILENO;  // where standard error is while its number is the pipe's
+
 void redirect(int descriptor) {
   std::fflush(stdout);
   dup2(descriptor, STDOUT_FILENO);
@@ -53,12 +55,14 @@ CErrorRelay::CErrorRelay()
   source_ = ends[0];
   fcntl(ends[1], F_SETFL, 0);  // who writes waits
   redirect(ends[1]);
+  errorDescriptor = target_;
   close(ends[1]);
   thread_ = startWithoutSignals([this] { run(); });
 }
 
 CErrorRelay::~CErrorRelay() {
   redirect(target_);
+  errorDescriptor = STDERR_FILENO;
   eventfd_write(stop_, 1);
   thread_.join();
   for (const int descriptor : {target_, source_, stop_}) close(descriptor);
@@ -73,6 +77,14 @@ void CErrorRelay::run() const {
     if (count > 0) passOn({chunk.data(), static_cast<std::size_t>(count)}, target_);
     if (count <= 0 && entries[1].revents != 0) return;
   }
+}
+
+void say(const std::string& line) {
+  passOn(line + '\n', errorDescriptor);
+}
+
+void complain(const std::string& line) {
+  say("hmi-host: " + line);
 }
 
 }  // namespace tool

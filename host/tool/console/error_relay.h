@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <thread>
 
 namespace tool {
@@ -25,5 +26,11 @@ class CErrorRelay {
   int stop_;
   std::thread thread_;
 };
+
+/// Writes `line` to standard error, past the relay, so that it stands in step with the data. Does not mind when that
+/// fails.
+void say(const std::string& line);
+/// The same with "hmi-host: " in front.
+void complain(const std::string& line);
 
 }  // namespace tool

@@ -1,4 +1,5 @@
 #include "host/tool/link/results.h"
+#include "host/tool/console/error_relay.h"
 
 #include <fmt/format.h>
 
