@@ -231,6 +231,20 @@ TEST(HmiHost, AnInterruptedWatchShowsItsStatistics) {
   }
 }
 
+TEST(HmiHost, AWatchOutlivesItsHelper) {
+  const Tool tool;
+  const std::string lines = tool.project.dir.file("lines");
+  const std::string helper = tool.project.dir.file("BACnet_Velix");
+  const auto until = [&](const std::string& code) {
+    return "until tail -n 1 " + lines + " | grep -qs 'SupplyAir.Temp," + code + ",'; do sleep 0.02; done; ";
+  };
+  const auto run =
+      tool.shell("$TOOL --link $LINK --format csv watch 1 --interval 20 >" + lines + " & " + until("0") + "mv " +
+                 helper + " " + helper + ".away; kill -KILL $(cat " + tool.project.linkFile(".pid") + "); " +
+                 until("-1") + "mv " + helper + ".away " + helper + "; " + until("0") + "kill -INT $!; wait $!");
+  EXPECT_EQ(run.status, 130) << run.err;
+}
+
 TEST(HmiHost, ATerminalGetsOneTableThatIsDrawnOverItself) {
   const Tool tool;
   ASSERT_EQ(tool.run("write 4=20").status, 0);

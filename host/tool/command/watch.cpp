@@ -54,7 +54,7 @@ class CWatch {
     if (failure && failure->status() != ExitStatus::kUnreachable) throw CFailure(*failure);
     if (failure && !isLost_) complain(failure->what());
     isLost_ = failure.has_value();
-    if (reader_.connects() != connects) view_.startAfresh();
+    if (failure || reader_.connects() != connects) view_.startAfresh();  // log lines stand below the table
     const auto results = reader_.results();
     tally_.add(results);
     view_.show(results);

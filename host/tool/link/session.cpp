@@ -52,6 +52,7 @@ CSession::CSession(const Options& options, std::unique_ptr<CPlugin> plugin)
 }
 
 void CSession::makeDriver() {
+  isInitialised_ = false;
   owner_ = rttr::variant();  // one driver at a time
   owner_ = plugin_->createDriver();
   driver_ = owner_.extract_wrapped_value().convert<driver::CDriver*>();
@@ -67,7 +68,8 @@ CSession::~CSession() {
 
 void CSession::init() {
   const std::int32_t code = guarded([&] { return driver_->init(configOf(options_)); });
-  if (code == 0) return;
+  isInitialised_ = code == 0;
+  if (isInitialised_) return;
   if (code == kFailed)
     throw CFailure(ExitStatus::kUnreachable,
                    fmt::format("the helper of link {} does not start (init {})", options_.link, code),
@@ -97,9 +99,11 @@ void CSession::connect() {
 
 // The rest of a broken answer stays in a driver's client as long as the driver lives.
 void CSession::reconnect() {
-  const auto failure = failureOf([&] { connect(); });
-  if (!failure) return;
-  if (failure->status() != ExitStatus::kUnreachable) throw CFailure(*failure);
+  if (isInitialised_) {
+    const auto failure = failureOf([&] { connect(); });
+    if (!failure) return;
+    if (failure->status() != ExitStatus::kUnreachable) throw CFailure(*failure);
+  }
   makeDriver();
   init();
   connect();

@@ -52,6 +52,7 @@ class CSession {
   std::unique_ptr<CPlugin> plugin_;
   rttr::variant owner_;  // keeps the driver alive; goes before the plug-in
   driver::CDriver* driver_ = nullptr;
+  bool isInitialised_ = false;
   std::uint32_t connects_ = 0;
 };
 
