@@ -114,7 +114,7 @@ void killOnceAsked(ConnectedDriver& plant) {
 }
 
 void awaitEnd(ConnectedDriver& plant) {
-  EXPECT_TRUE(waitUntil([&] { return processOf(plant) == 0; }));
+  plant.project.awaitEnd();
 }
 
 void removeSocket(ConnectedDriver& plant) {

@@ -74,7 +74,8 @@ class HelperProject {
     std::int32_t pid = 0;
     if (cbl::readIntFromFile(linkFile(".pid").c_str(), pid, 10) != 0 || pid <= 0) return 0;
     const std::string commandLine = readFile("/proc/" + std::to_string(pid) + "/cmdline");
-    return commandLine.find(dir.project()) != std::string::npos ? pid : 0;
+    if (commandLine.find(dir.project()) == std::string::npos) return 0;
+    return named_ = pid;
   }
 
   /// SIGKILL; returns when the process has ended, be it that nobody has taken note of it yet.
@@ -82,8 +83,13 @@ class HelperProject {
     const pid_t pid = helperPid();
     if (pid == 0) return;
     kill(pid, SIGKILL);
-    const std::string stat = "/proc/" + std::to_string(pid) + "/stat";
-    waitUntil([&] { return kill(pid, 0) != 0 || readFile(stat).find(") Z ") != std::string::npos; });
+    awaitEnd();
+  }
+
+  /// Returns when the process that `helperPid` named last has ended: before that its socket may still accept.
+  void awaitEnd() const {
+    const std::string stat = "/proc/" + std::to_string(named_) + "/stat";
+    waitUntil([&] { return kill(named_, 0) != 0 || readFile(stat).find(") Z ") != std::string::npos; });
   }
 
   /// How often the helper has logged a call of this remote function.
@@ -97,6 +103,8 @@ class HelperProject {
   const std::int32_t link;
 
  private:
+  mutable pid_t named_ = 0;
+
   static std::int32_t nextLink() {
     static std::int32_t used = 0;
     return 1000000 + static_cast<std::int32_t>(getpid()) * 64 + used++;
