@@ -27,10 +27,7 @@ void CBatcher::write(std::vector<Access>& accesses) {
 }
 
 void CBatcher::run(AccessRequest::Kind kind, std::vector<Access>& accesses) {
-  for (Access& access : accesses) {
-    access.code = kNoAnswer;
-    access.isGarbled = false;
-  }
+  for (Access& access : accesses) access.code = kNoAnswer;
   for (auto first = accesses.begin(); first != accesses.end() && !isInterrupted();) {
     const auto last = endOfBatch(kind, first, accesses.end());
     if (std::next(first) == last)
@@ -71,19 +68,17 @@ void CBatcher::runBatch(AccessRequest::Kind kind, Iterator first, Iterator last)
     return;
   }
   for (auto access = first; access != last; ++access, batch.pop_front()) {
-    access->code = *code;
+    access->code = code;
     access->words = std::move(batch.front().words);
   }
 }
 
 void CBatcher::runLone(AccessRequest::Kind kind, Access& access) {
-  const auto code = answered([&] {
+  access.code = answered([&] {
     if (kind == AccessRequest::kWrite) return session_.driver().writeRegister(access.reg, access.words);
     access.words.clear();
     return session_.driver().readRegister(access.reg, access.words);
   });
-  access.isGarbled = !code;
-  access.code = code.value_or(0);
 }
 
 std::optional<std::int32_t> CBatcher::timed(const std::function<std::int32_t()>& call) {

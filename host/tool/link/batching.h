@@ -15,8 +15,9 @@ namespace tool {
 struct Access {
   CRegister reg;  ///< prepared
   std::vector<short> words;
-  std::int32_t code = 0;   ///< the driver's result: 0; -1 no answer; any other number is the helper's
-  bool isGarbled = false;  ///< the helper answered with text that is no number; there is no code then
+  /// The driver's result: 0; -1 no answer; any other number is the helper's. None when the helper answered with text
+  /// that is no number.
+  std::optional<std::int32_t> code = 0;
 };
 
 /// Sends accesses to the driver, several in one call where the driver admits it. Formed with the driver's own

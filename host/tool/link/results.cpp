@@ -35,7 +35,7 @@ Record jsonOf(const plant::Value& value) {
 
 std::optional<plant::Value> valueOf(const plant::Point& point, const Access& access) {
   plant::Value value;
-  if (access.code == 0 && !access.isGarbled && plant::fromWords(point, access.words, value)) return value;
+  if (access.code == 0 && plant::fromWords(point, access.words, value)) return value;
   return std::nullopt;
 }
 
@@ -47,7 +47,7 @@ Result readResult(const plant::Point& point, const Access& access) {
 }
 
 Result writeResult(const plant::Point& point, const Access& access) {
-  return {point, access, valueOf(point, access), access.code == 0 && !access.isGarbled};
+  return {point, access, valueOf(point, access), access.code == 0};
 }
 
 std::vector<Column> resultColumns() {
@@ -59,8 +59,8 @@ Record recordOf(const Result& result) {
   Record record;
   record["regId"] = result.point.regId;
   record["name"] = result.point.fullName();
-  if (!result.access.isGarbled) record["code"] = result.access.code;
-  if (result.access.code == 0 && !result.access.isGarbled) record["words"] = result.access.words;
+  if (result.access.code) record["code"] = *result.access.code;
+  if (result.access.code == 0) record["words"] = result.access.words;
   if (result.value) record["value"] = jsonOf(*result.value);
   record["type"] = typeText(result.point);
   return record;
@@ -68,10 +68,10 @@ Record recordOf(const Result& result) {
 
 std::string complaintOf(const Result& result) {
   const std::string who = fmt::format("{} (RegId {})", result.point.fullName(), result.point.regId);
-  const std::int32_t code = result.access.code;
-  if (result.access.isGarbled) return who + ": the helper answered with text that is no number that fits";
-  if (code == kNoAnswer) return fmt::format("{}: no answer from the helper ({})", who, code);
-  if (code != 0) return fmt::format("{}: the helper answered code {}; its log says why", who, code);
+  const std::optional<std::int32_t> code = result.access.code;
+  if (!code) return who + ": the helper answered with text that is no number that fits";
+  if (code == kNoAnswer) return fmt::format("{}: no answer from the helper ({})", who, *code);
+  if (code != 0) return fmt::format("{}: the helper answered code {}; its log says why", who, *code);
 
   const auto& words = result.access.words;
   return fmt::format("{}: value not readable as {}: words {}; compare DataType with what the device sends", who,
