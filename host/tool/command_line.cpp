@@ -39,9 +39,7 @@ void addCommonOptions(CLI::App& app, Options& options, std::string& format) {
   app.add_option("--plugin", options.plugin,
                  "driver plug-in (in the project, beside this program or in ../lib/hmi-drivers)")
       ->type_name("FILE");
-  app.add_option("--project", options.project, "directory with BACnetLabel.xml and the helper")
-      ->type_name("DIR")
-      ->required();
+  app.add_option("--project", options.project, "directory with BACnetLabel.xml and the helper")->type_name("DIR");
   app.add_option("--link", options.link, "number of the link")
       ->type_name("N")
       ->check(CLI::Validator(checkDecimal, ""))
@@ -65,6 +63,9 @@ void addCommonOptions(CLI::App& app, Options& options, std::string& format) {
 // The helper outlives this process and may have another working directory: it needs the whole path.
 std::string wholeDirectory(const std::string& directory) {
   namespace fs = std::filesystem;
+  if (directory.empty())
+    throw CFailure(ExitStatus::kUsage, "no project directory is named",
+                   "name the one with BACnetLabel.xml: --project DIR");
   std::error_code unknown;
   if (!fs::is_directory(directory, unknown))
     throw CFailure(ExitStatus::kProject, fmt::format("there is no project directory '{}'", directory),
@@ -85,14 +86,6 @@ std::string problemOf(const CLI::App& app, const CLI::ParseError& mistake) {
 
 }  // namespace
 
-CLI::Validator atLeastOne() {
-  return CLI::Range(1, std::numeric_limits<int>::max()).description("");
-}
-
-void setExample(CLI::App& command, const std::string& example) {
-  command.footer("The options that 'hmi-host --help' lists are accepted here, too.\n\nExample:\n  " + example);
-}
-
 std::optional<ExitStatus> readCommandLine(int argc, char** argv, Options& options, Action& action) {
   CLI::App app("Reads and writes the points of a field-bus link through its driver plug-in.", "hmi-host");
   app.set_version_flag("--version", "hmi-host " HOST_VERSION);
@@ -101,7 +94,7 @@ std::optional<ExitStatus> readCommandLine(int argc, char** argv, Options& option
   app.footer(kExitStatus);
   std::string format = "table";
   addCommonOptions(app, options, format);
-  for (const auto add : {addInfo, addPoints, addRead, addWrite, addWatch, addBench, addDoctor}) add(app, action);
+  addCommands(app, action);
 
   try {
     app.parse(argc, argv);
@@ -114,7 +107,7 @@ std::optional<ExitStatus> readCommandLine(int argc, char** argv, Options& option
     throw CFailure(ExitStatus::kUsage, problemOf(app, mistake), "'hmi-host --help' shows the commands and options");
   }
   options.format = kFormats.at(format);
-  options.project = wholeDirectory(options.project);
+  if (action.needsProject || !options.project.empty()) options.project = wholeDirectory(options.project);
   return std::nullopt;
 }
 

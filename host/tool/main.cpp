@@ -21,7 +21,7 @@ ExitStatus run(int argc, char** argv) {
   COutput output;
   const CErrorRelay relay;
   installInterruptHandler();
-  return action(options, output);
+  return action.run(options, output);
 }
 
 ExitStatus runAndComplain(int argc, char** argv) {

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <limits>
 
-#include "host/tool/command/trend.h"
+#include "host/tool/view/trend.h"
 #include "host/tool/link/statistics.h"
 
 namespace {

@@ -3,6 +3,7 @@
 #include <CLI/App.hpp>
 #include <CLI/Validators.hpp>
 #include <functional>
+#include <string>
 
 #include "host/tool/console/output.h"
 #include "host/tool/failure.h"
@@ -10,18 +11,27 @@
 
 namespace tool {
 
-/// What a parsed command does. Throws CFailure or ReaderGone.
-using Action = std::function<ExitStatus(const Options&, COutput&)>;
+/// What the command line asks for.
+struct Action {
+  /// Throws CFailure or ReaderGone.
+  std::function<ExitStatus(const Options&, COutput&)> run;
+  bool needsProject = true;  ///< without one, `Options::project` may be empty
+};
 
-// Each adds one command with its own options to `app`; when the command line names it, parsing leaves what is to be
-// done in `action`, which then holds the options' values itself.
-void addInfo(CLI::App& app, Action& action);
-void addPoints(CLI::App& app, Action& action);
-void addRead(CLI::App& app, Action& action);
-void addWrite(CLI::App& app, Action& action);
-void addWatch(CLI::App& app, Action& action);
-void addBench(CLI::App& app, Action& action);
-void addDoctor(CLI::App& app, Action& action);
+/// Adds one command with its own options to `app`; when the command line names it, parsing leaves what is to be done in
+/// `action`, which then holds the options' values itself.
+using AddCommand = void(CLI::App& app, Action& action);
+
+AddCommand addInfo;
+AddCommand addPoints;
+AddCommand addRead;
+AddCommand addWrite;
+AddCommand addWatch;
+AddCommand addBench;
+AddCommand addDoctor;
+
+/// Adds them all.
+AddCommand addCommands;
 
 /// Check of an option that counts something.
 CLI::Validator atLeastOne();

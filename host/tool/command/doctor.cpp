@@ -8,15 +8,15 @@
 #include <vector>
 
 #include "host/tool/command/commands.h"
-#include "host/tool/command/findings.h"
 #include "host/tool/command/point_reader.h"
 #include "host/tool/console/error_relay.h"
+#include "host/tool/examine/findings.h"
 #include "host/tool/link/batching.h"
 #include "host/tool/link/network_interface.h"
 #include "host/tool/link/plugin.h"
 #include "host/tool/link/project.h"
-#include "host/tool/link/results.h"
 #include "host/tool/link/session.h"
+#include "host/tool/view/result_view.h"
 
 namespace tool {
 
@@ -77,15 +77,14 @@ Finding connect(Examination& seen) {
 Finding readFirst(Examination& seen) {
   if (seen.link.points.empty())
     return warning("the link has no points", "add \"Symbol\" elements for it to the project file");
-  const std::vector<plant::Point> first = {seen.link.points.front()};
-  std::vector<Access> accesses = prepareReads(*seen.session, first);
+  std::vector<Access> accesses = prepareReads(*seen.session, {seen.link.points.front()});
   CStatistics statistics;
   CBatcher(*seen.session, statistics).read(accesses);
 
-  const Result result = readResult(first[0], accesses[0]);
+  const Result result = readResult(accesses[0]);
   if (!result.isGood)
     return failed(ExitStatus::kPointsFailed, complaintOf(result), "read the others: hmi-host ... read --all");
-  return ok(fmt::format("{} is {}", first[0].fullName(), plant::toText(*result.value)));
+  return ok(fmt::format("{} is {}", result.point().fullName(), plant::toText(*result.value)));
 }
 
 // What a start would need does not matter while a helper runs.
@@ -193,7 +192,7 @@ ExitStatus examineAll(const Options& options, COutput& output) {
 void addDoctor(CLI::App& app, Action& action) {
   CLI::App* const command = app.add_subcommand("doctor", "check each step from the plug-in to the first read");
   setExample(*command, "hmi-host --project /opt/project --interface eth0 doctor");
-  command->callback([&action] { action = examineAll; });
+  command->callback([&action] { action.run = examineAll; });
 }
 
 }  // namespace tool

@@ -56,7 +56,7 @@ ExitStatus showInfo(const Options& options, COutput& output) {
 void addInfo(CLI::App& app, Action& action) {
   CLI::App* const command = app.add_subcommand("info", "plug-in, link parameters and states");
   setExample(*command, "hmi-host --project /opt/project info");
-  command->callback([&action] { action = showInfo; });
+  command->callback([&action] { action.run = showInfo; });
 }
 
 }  // namespace tool

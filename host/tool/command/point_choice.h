@@ -36,7 +36,7 @@ void addPointCommand(CLI::App& command, Action& action, const std::shared_ptr<Ow
   own->choice.addTo(command);
   command.callback([&action, own, run] {
     own->choice.readFile();
-    action = [own, run](const Options& options, COutput& output) { return run(options, output, *own); };
+    action.run = [own, run](const Options& options, COutput& output) { return run(options, output, *own); };
   });
 }
 

@@ -7,14 +7,14 @@ namespace tool {
 std::vector<Access> prepareReads(CSession& session, const std::vector<plant::Point>& points) {
   std::vector<Access> accesses;
   accesses.reserve(points.size());
-  for (const plant::Point& point : points) accesses.push_back({session.prepare(point), {}, 0});
+  for (const plant::Point& point : points) accesses.push_back({point, session.prepare(point), {}});
   return accesses;
 }
 
 CPointReader::CPointReader(const Options& options, const PointChoice& choice)
-    : points_(choice.pointsOf(readPresentLink(options))),
-      session_(openSession(options)),
-      accesses_(prepareReads(*session_, points_)),
-      batcher_(*session_, statistics_) {}
+    : CPointReader(options, choice.pointsOf(readPresentLink(options))) {}
+
+CPointReader::CPointReader(const Options& options, const std::vector<plant::Point>& points)
+    : session_(openSession(options)), accesses_(prepareReads(*session_, points)), batcher_(*session_, statistics_) {}
 
 }  // namespace tool

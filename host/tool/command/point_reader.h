@@ -25,13 +25,14 @@ class CPointReader {
   /// One round, in as few calls as the driver admits. Throws as CBatcher does; the results tell what came before.
   void read() { batcher_.read(accesses_); }
   /// What the last round brought, in the order of the points. Valid until the next round.
-  std::vector<Result> results() const { return resultsOf(points_, accesses_, readResult); }
+  std::vector<Result> results() const { return resultsOf(accesses_, readResult); }
 
   const CStatistics& statistics() const { return statistics_; }
   std::uint32_t connects() const { return session_->connects(); }
 
  private:
-  std::vector<plant::Point> points_;
+  CPointReader(const Options& options, const std::vector<plant::Point>& points);
+
   std::unique_ptr<CSession> session_;
   std::vector<Access> accesses_;
   CStatistics statistics_;

@@ -8,7 +8,7 @@
 
 #include "host/tool/command/commands.h"
 #include "host/tool/link/project.h"
-#include "host/tool/link/results.h"
+#include "host/tool/view/result_view.h"
 
 namespace tool {
 
@@ -63,7 +63,7 @@ void addPoints(CLI::App& app, Action& action) {
   command->add_option("pattern", *pattern, "glob on name or RegId, upper and lower case alike")->type_name("PATTERN");
   setExample(*command, "hmi-host --project /opt/project points '*temp*'");
   command->callback([&action, pattern] {
-    action = [pattern](const Options& options, COutput& output) { return showPoints(options, output, *pattern); };
+    action.run = [pattern](const Options& options, COutput& output) { return showPoints(options, output, *pattern); };
   });
 }
 

@@ -3,6 +3,7 @@
 
 #include "host/tool/command/commands.h"
 #include "host/tool/command/point_reader.h"
+#include "host/tool/view/result_view.h"
 
 namespace tool {
 

@@ -8,9 +8,9 @@
 
 #include "host/tool/command/commands.h"
 #include "host/tool/command/point_reader.h"
-#include "host/tool/command/watch_view.h"
 #include "host/tool/console/error_relay.h"
 #include "host/tool/console/interrupt.h"
+#include "host/tool/view/watch_view.h"
 
 namespace tool {
 

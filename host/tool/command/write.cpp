@@ -11,7 +11,7 @@
 #include "host/tool/console/interrupt.h"
 #include "host/tool/link/batching.h"
 #include "host/tool/link/project.h"
-#include "host/tool/link/results.h"
+#include "host/tool/view/result_view.h"
 #include "plant/value.h"
 
 namespace tool {
@@ -25,11 +25,6 @@ struct WriteOptions {
   std::vector<std::string> assignments;
   bool isWords = false;
   bool isDryRun = false;
-};
-
-struct Assignment {
-  plant::Point point;
-  plant::Words words;
 };
 
 plant::Words parseWords(std::string_view text, const std::string& assignment) {
@@ -59,14 +54,14 @@ plant::Words wordsOf(const plant::Point& point, const std::string& text, const s
                      : fmt::format("write a value that fits its type, {}", typeText(point)));
 }
 
-Assignment parseAssignment(const plant::Link& link, const std::string& text, const WriteOptions& own,
-                           const Options& options) {
+Access parseAssignment(const plant::Link& link, const std::string& text, const WriteOptions& own,
+                       const Options& options) {
   const std::size_t equals = text.find('=');
   if (equals == std::string::npos)
     throw CFailure(ExitStatus::kUsage, fmt::format("'{}' is no assignment", text), "write POINT=VALUE");
   const plant::Point& point = findPoint(link, text.substr(0, equals));
   const std::string value = text.substr(equals + 1);
-  return {point, own.isWords ? parseWords(value, text) : wordsOf(point, value, text, options)};
+  return {point, CRegister(), own.isWords ? parseWords(value, text) : wordsOf(point, value, text, options)};
 }
 
 void showWords(CRecordWriter& writer, const std::vector<Result>& results) {
@@ -78,15 +73,14 @@ void showWords(CRecordWriter& writer, const std::vector<Result>& results) {
   writer.flush();
 }
 
-ExitStatus send(const Options& options, CRecordWriter& writer, const std::vector<plant::Point>& points,
-                std::vector<Access>& accesses) {
+ExitStatus send(const Options& options, CRecordWriter& writer, std::vector<Access>& accesses) {
   const auto session = openSession(options);
-  for (std::size_t i = 0; i < points.size(); ++i) accesses[i].reg = session->prepare(points[i]);
+  for (Access& access : accesses) access.reg = session->prepare(access.point);
 
   CStatistics statistics;
   const CInterruptNote note;  // what was written by then is shown
   const auto failure = failureOf([&] { CBatcher(*session, statistics).write(accesses); });
-  const auto results = resultsOf(points, accesses, writeResult);
+  const auto results = resultsOf(accesses, writeResult);
   addTo(writer, results);
   writer.flush();
   if (isInterrupted()) return ExitStatus::kInterrupted;
@@ -98,17 +92,12 @@ ExitStatus send(const Options& options, CRecordWriter& writer, const std::vector
 // Nothing is sent unless every value fits.
 ExitStatus writePoints(const Options& options, COutput& output, const WriteOptions& own) {
   const plant::Link link = readPresentLink(options);
-  std::vector<plant::Point> points;
   std::vector<Access> accesses;
-  for (const std::string& text : own.assignments) {
-    const Assignment assignment = parseAssignment(link, text, own, options);
-    points.push_back(assignment.point);
-    accesses.push_back({CRegister(), assignment.words, 0});
-  }
+  for (const std::string& text : own.assignments) accesses.push_back(parseAssignment(link, text, own, options));
 
   CRecordWriter writer(output, options.format, resultColumns());
-  if (!own.isDryRun) return send(options, writer, points, accesses);
-  showWords(writer, resultsOf(points, accesses, writeResult));
+  if (!own.isDryRun) return send(options, writer, accesses);
+  showWords(writer, resultsOf(accesses, writeResult));
   return ExitStatus::kWell;
 }
 
@@ -124,7 +113,7 @@ void addWrite(CLI::App& app, Action& action) {
   command->add_flag("--dry-run", own->isDryRun, "show the words and send nothing");
   setExample(*command, "hmi-host --project /opt/project write SupplyAir.TempSetpoint=21.5 SupplyFan.OutOfService=true");
   command->callback([&action, own] {
-    action = [own](const Options& options, COutput& output) { return writePoints(options, output, *own); };
+    action.run = [own](const Options& options, COutput& output) { return writePoints(options, output, *own); };
   });
 }
 

@@ -14,8 +14,6 @@ namespace {
 
 using driver::AccessRequest;
 
-constexpr std::int32_t kNoAnswer = -1;
-
 }  // namespace
 
 void CBatcher::read(std::vector<Access>& accesses) {
@@ -63,7 +61,7 @@ void CBatcher::runBatch(AccessRequest::Kind kind, Iterator first, Iterator last)
       batch.push_back({access->reg, isRead ? std::vector<short>() : access->words});
     return isRead ? session_.driver().readRegisters(batch) : session_.driver().writeRegisters(batch);
   });
-  if (code != 0 && code != kNoAnswer) {
+  if (code != kDone && code != kNoAnswer) {
     for (auto access = first; access != last; ++access) runLone(kind, *access);
     return;
   }

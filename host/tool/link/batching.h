@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "hmi/driver.h"
+#include "host/tool/link/result_codes.h"
 #include "host/tool/link/session.h"
 #include "host/tool/link/statistics.h"
 
@@ -13,11 +14,12 @@ namespace tool {
 
 /// One access to one point: a read fills `words`, a write sends them.
 struct Access {
-  CRegister reg;  ///< prepared
+  plant::Point point;
+  CRegister reg;  ///< the point's, prepared
   std::vector<short> words;
   /// The driver's result: 0; -1 no answer; any other number is the helper's. None when the helper answered with text
   /// that is no number.
-  std::optional<std::int32_t> code = 0;
+  std::optional<std::int32_t> code = kDone;
 };
 
 /// Sends accesses to the driver, several in one call where the driver admits it. Formed with the driver's own

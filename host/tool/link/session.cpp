@@ -12,14 +12,11 @@
 #include "host/tool/link/helper_files.h"
 #include "host/tool/link/network_interface.h"
 #include "host/tool/link/project.h"
+#include "host/tool/link/result_codes.h"
 
 namespace tool {
 
 namespace {
-
-// What the driver answers by itself; every other number but 0 is the helper's.
-constexpr std::int32_t kFailed = -1;
-constexpr std::int32_t kHandOffUnanswered = -99;
 
 // The driver starts its helper through the shell that this variable names.
 void provideShell() {
@@ -68,9 +65,9 @@ CSession::~CSession() {
 
 void CSession::init() {
   const std::int32_t code = guarded([&] { return driver_->init(configOf(options_)); });
-  isInitialised_ = code == 0;
+  isInitialised_ = code == kDone;
   if (isInitialised_) return;
-  if (code == kFailed)
+  if (code == kNoAnswer)
     throw CFailure(ExitStatus::kUnreachable,
                    fmt::format("the helper of link {} does not start (init {})", options_.link, code),
                    fmt::format("run it by hand to see why: {} {} -f", findHelper(options_.project), options_.link));
@@ -87,8 +84,8 @@ void CSession::connect() {
   addressOf(options_.networkInterface);  // without one the driver only answers that it failed
   ++connects_;
   const std::int32_t code = guarded([&] { return driver_->connect(); });
-  if (code == 0) return;
-  if (code == kFailed)
+  if (code == kDone) return;
+  if (code == kNoAnswer)
     throw CFailure(ExitStatus::kUnreachable,
                    fmt::format("the helper of link {} does not answer (connect {})", options_.link, code),
                    whatToDoWithHelper(options_.link));

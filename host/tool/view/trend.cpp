@@ -1,4 +1,4 @@
-#include "host/tool/command/trend.h"
+#include "host/tool/view/trend.h"
 
 #include <algorithm>
 #include <array>

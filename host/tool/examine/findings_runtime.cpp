@@ -13,7 +13,7 @@
 #include <iterator>
 #include <string>
 
-#include "host/tool/command/findings.h"
+#include "host/tool/examine/findings.h"
 #include "host/tool/link/helper_files.h"
 
 namespace tool {

@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <string>
 
-#include "host/tool/command/findings.h"
+#include "host/tool/examine/findings.h"
 #include "host/tool/link/helper_files.h"
 
 namespace tool {

@@ -1,4 +1,4 @@
-#include "host/tool/command/watch_view.h"
+#include "host/tool/view/watch_view.h"
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
@@ -9,7 +9,8 @@
 #include <string>
 #include <utility>
 
-#include "host/tool/command/trend.h"
+#include "host/tool/view/result_view.h"
+#include "host/tool/view/trend.h"
 
 namespace tool {
 

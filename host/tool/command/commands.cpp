@@ -1,0 +1,29 @@
+#include "host/tool/command/commands.h"
+
+#include <CLI/CLI.hpp>
+#include <limits>
+
+namespace tool {
+
+namespace {
+
+// In the order of the help.
+constexpr AddCommand* kCommands[] = {
+    addInfo, addPoints, addRead, addWrite, addWatch, addBench, addDoctor,
+};
+
+}  // namespace
+
+void addCommands(CLI::App& app, Action& action) {
+  for (AddCommand* const add : kCommands) add(app, action);
+}
+
+CLI::Validator atLeastOne() {
+  return CLI::Range(1, std::numeric_limits<int>::max()).description("");
+}
+
+void setExample(CLI::App& command, const std::string& example) {
+  command.footer("The options that 'hmi-host --help' lists are accepted here, too.\n\nExample:\n  " + example);
+}
+
+}  // namespace tool
