@@ -9,13 +9,14 @@
 #include <string_view>
 
 #include "bench/exchange.h"
+#include "cbl/bus/frame_layout.h"
 #include "cbl/net/descriptor.h"
 #include "cbl/net/wait.h"
 #include "helper/runtime_files.h"
 
 namespace {
 
-constexpr std::size_t kBodyAt = 24;
+using cbl::frame::kBodyAt;
 constexpr std::string_view kSingleRead = "*3\r\n$13\r\n";
 constexpr std::string_view kBatchRead = "*24\r\n$19\r\n";
 

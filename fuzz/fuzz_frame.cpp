@@ -2,26 +2,28 @@
 #include <cstdint>
 #include <string>
 
+#include "cbl/bus/big_endian.h"
 #include "cbl/bus/bus_protocol.h"
+#include "cbl/bus/frame_layout.h"
 #include "cbl/bus/velix_message.h"
 #include "fuzz/check.h"
 #include "support/frame_encoder.h"
 
 namespace {
 
-constexpr std::size_t kSmallestFrame = 28;
-constexpr std::size_t kReservedAt = 9;
-constexpr std::size_t kBodyLengthAt = 20;
+using cbl::frame::kBodyLengthAt;
+using cbl::frame::kOverhead;
+using cbl::frame::kReservedAt;
+
 constexpr char kKeepLength = 1;
 constexpr char kKeepChecksum = 2;
 
 // Makes length and checksum right, so that the body is reached; bits of the first reserved byte, which no reader looks
 // at, leave one of them as it is.
 void repair(std::string& frame) {
-  if (frame.size() < kSmallestFrame) return;
+  if (frame.size() < kOverhead) return;
   if ((frame[kReservedAt] & kKeepLength) == 0) {
-    const std::size_t length = frame.size() - kSmallestFrame;
-    for (std::size_t i = 0; i < 4; ++i) frame[kBodyLengthAt + i] = static_cast<char>(length >> (8 * (3 - i)));
+    cbl::storeBigEndian(frame.data() + kBodyLengthAt, static_cast<std::uint32_t>(frame.size() - kOverhead));
   }
   if ((frame[kReservedAt] & kKeepChecksum) == 0) support::sealFrame(frame);
 }
@@ -52,9 +54,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   cbl::CVelixMessage message;
   if (message.load(info.body) < 0 || message.empty()) return 0;
   message.setType(info.type);
-  const std::int32_t packed = protocol.pack(message, frame, 7);
+  const std::int32_t packed = protocol.packAs(message, frame, info.identifier);
   FUZZ_CHECK(packed == static_cast<std::int32_t>(frame.size()));
   FUZZ_CHECK(protocol.unpack(frame.data(), packed, found) == packed && found.type == info.type);
+  FUZZ_CHECK(found.identifier == info.identifier);
   cbl::CVelixMessage again;
   FUZZ_CHECK(again.load(found.body) > 0);
   FUZZ_CHECK(static_cast<std::vector<std::string>&>(again) == message);

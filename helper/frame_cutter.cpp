@@ -3,33 +3,23 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "cbl/bus/big_endian.h"
+#include "cbl/bus/frame_layout.h"
+
 namespace helper {
 
 namespace {
 
-constexpr std::string_view kMagicAndVersion("VLX\x01", 4);
-constexpr std::size_t kMagicSize = 3;
-constexpr std::size_t kBodyLengthAt = 20;
-constexpr std::size_t kBodyAt = 24;
-constexpr std::size_t kChecksumSize = 4;
+namespace frame = cbl::frame;
 
 // Where the magic begins, or where its first bytes stand at the very end, or the end.
 std::size_t findMagic(std::string_view bytes) {
-  const std::string_view magic = kMagicAndVersion.substr(0, kMagicSize);
-  const std::size_t found = bytes.find(magic);
+  const std::size_t found = bytes.find(frame::kMagic);
   if (found != std::string_view::npos) return found;
-  for (std::size_t part = std::min(kMagicSize - 1, bytes.size()); part > 0; --part) {
-    if (bytes.substr(bytes.size() - part) == magic.substr(0, part)) return bytes.size() - part;
+  for (std::size_t part = std::min(frame::kMagic.size() - 1, bytes.size()); part > 0; --part) {
+    if (bytes.substr(bytes.size() - part) == frame::kMagic.substr(0, part)) return bytes.size() - part;
   }
   return bytes.size();
-}
-
-std::size_t bodyLength(std::string_view frame) {
-  std::uint32_t length = 0;
-  for (const char byte : frame.substr(kBodyLengthAt, kBodyAt - kBodyLengthAt)) {
-    length = (length << 8) | static_cast<unsigned char>(byte);
-  }
-  return length;
 }
 
 }  // namespace
@@ -40,18 +30,18 @@ void CFrameCutter::append(const char* data, std::size_t length) {
   bytes_.append(data, length);
 }
 
-CFrameCutter::Cut CFrameCutter::next(std::string_view& frame) {
+CFrameCutter::Cut CFrameCutter::next(std::string_view& cut) {
   start_ += findMagic(std::string_view(bytes_).substr(start_));
   const std::string_view rest = std::string_view(bytes_).substr(start_);
-  if (rest.size() > kMagicSize && rest[kMagicSize] != kMagicAndVersion[kMagicSize]) return Cut::kRefused;
-  if (rest.size() < kBodyAt) return Cut::kMore;
+  if (rest.size() > frame::kVersionAt && rest[frame::kVersionAt] != frame::kVersion) return Cut::kRefused;
+  if (rest.size() < frame::kBodyAt) return Cut::kMore;
 
-  const std::size_t length = bodyLength(rest);
-  if (length > kLongestBody) return Cut::kRefused;
-  const std::size_t whole = kBodyAt + length + kChecksumSize;
+  const std::size_t length = cbl::loadBigEndian<std::uint32_t>(rest.data() + frame::kBodyLengthAt);
+  if (length > frame::kLongestRequestBody) return Cut::kRefused;
+  const std::size_t whole = frame::kOverhead + length;
   if (rest.size() < whole) return Cut::kMore;
 
-  frame = rest.substr(0, whole);
+  cut = rest.substr(0, whole);
   start_ += whole;
   return Cut::kFrame;
 }

@@ -10,18 +10,16 @@ namespace helper {
 /// frame's magic, version and body length; the layout is written down in docs/bus-protocol.md.
 class CFrameCutter {
  public:
-  static constexpr std::size_t kLongestBody = std::size_t{1} << 20;  ///< bytes, as carried
-
   enum class Cut {
     kFrame,    ///< a frame was cut
     kMore,     ///< no whole frame yet
-    kRefused,  ///< another version or a body length beyond `kLongestBody`: the stream cannot be used any more
+    kRefused,  ///< another version or a body length beyond the longest of a request: the stream cannot be used any more
   };
 
   void append(const char* data, std::size_t length);
 
-  /// Skips bytes that do not begin a frame and cuts the next one. `frame` is valid until the next `append`.
-  Cut next(std::string_view& frame);
+  /// Skips bytes that do not begin a frame and cuts the next one. `cut` is valid until the next `append`.
+  Cut next(std::string_view& cut);
 
  private:
   std::string bytes_;

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "cbl/bus/bus_protocol.h"
-#include "cbl/bus/crc32.h"
 
 namespace helper {
 
@@ -12,13 +11,6 @@ namespace {
 
 // The driver looks for the reply where its received bytes end: foreign frame and reply have to come apart.
 constexpr std::chrono::milliseconds kForeignGap{50};
-
-constexpr std::size_t kIdentifierAt = 4;
-constexpr std::size_t kChecksumSize = 4;
-
-void storeBigEndian(std::string& bytes, std::size_t at, std::uint32_t value) {
-  for (std::size_t i = 0; i < sizeof(value); ++i) bytes[at + i] = static_cast<char>(value >> (24 - 8 * i));
-}
 
 std::string packForeignFrame(std::uint32_t identifier, std::uint8_t type) {
   cbl::CVelixMessage message;
@@ -31,12 +23,7 @@ std::string packForeignFrame(std::uint32_t identifier, std::uint8_t type) {
 
 std::string packReply(const cbl::CVelixMessage& reply, std::uint32_t identifier) {
   std::string frame;
-  cbl::CBusProtocol protocol;
-  if (protocol.pack(reply, frame, 0) < 0) return {};
-  // Put in afterwards, because packing takes the upper half of the numbers for a wish to count by itself.
-  storeBigEndian(frame, kIdentifierAt, identifier);
-  const std::size_t checksumAt = frame.size() - kChecksumSize;
-  storeBigEndian(frame, checksumAt, cbl::crc32(frame.data(), checksumAt));
+  if (cbl::CBusProtocol().packAs(reply, frame, identifier) < 0) return {};
   return frame;
 }
 

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "cbl/bus/bus_message.h"
@@ -17,7 +18,8 @@ struct BusFrameInfo {
 };
 
 /// Wraps message bodies into frames and finds frames in received bytes. The frame's layout is written down in
-/// docs/bus-protocol.md. Knows no socket. `pack` may run on several threads at once; the others keep no state.
+/// docs/bus-protocol.md. Knows no socket. `pack` and `packAs` may run on several threads at once; the others keep no
+/// state.
 class CBusProtocol {
  public:
   CBusProtocol();
@@ -31,6 +33,9 @@ class CBusProtocol {
   /// use).
   std::int32_t pack(const CBusMessage& message, std::string& frame, std::int32_t identifier);
 
+  /// The same with exactly `identifier`, in all of its range: for a reply, which repeats its request's.
+  std::int32_t packAs(const CBusMessage& message, std::string& frame, std::uint32_t identifier);
+
   /// Reads the frame that starts at `data` and ends exactly at `data + length`. Result: the frame's length in bytes, or
   ///   -1  null, fewer than 28 bytes, or a carried length beyond the bytes available (`info.body` is untouched)
   ///   -2  wrong magic or version      -3  wrong checksum      -4  the compressed body is damaged
@@ -41,6 +46,9 @@ class CBusProtocol {
   std::int32_t findAndUnpack(const char* data, std::int32_t length, BusFrameInfo& info) const;
 
  private:
+  std::int32_t build(const CBusMessage& message, std::string& out, std::optional<std::uint32_t> identifier);
+  std::uint32_t nextOfSequence();
+
   std::int32_t compressionThreshold_;  // bytes; bodies of at least this many are compressed
   std::uint8_t compressionMode_;
   std::atomic<std::int32_t> sequence_;

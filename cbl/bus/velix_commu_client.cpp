@@ -2,14 +2,13 @@
 
 #include <cstdio>
 
+#include "cbl/bus/frame_layout.h"
+
 namespace cbl {
 
 namespace {
 
 constexpr std::int32_t kSendShift = 100;  // keeps a failed socket send visible behind the message's send
-constexpr int kMostReads = 3;
-constexpr std::int32_t kReadSize = 4096;
-constexpr std::uint8_t kLastMessageType = 1;
 
 bool loadBody(const BusFrameInfo& frame, CVelixMessage& message) {
   if (message.load(frame.body) < 0) {
@@ -59,15 +58,15 @@ std::int32_t CVelixCommuClient::recv(CVelixMessage& message, std::int32_t& ident
   BusFrameInfo frame;
   for (int reads = 0;;) {
     if (!takeFrame(frame)) {
-      if (reads == kMostReads) return -4;
-      char bytes[kReadSize];
-      const std::int32_t received = socket_.recv(bytes, kReadSize, -1);
+      if (reads == frame::kMostReads) return -4;
+      char bytes[frame::kReadSize];
+      const std::int32_t received = socket_.recv(bytes, sizeof(bytes), -1);
       if (received < 0) return -5;
       if (buffer_.append(bytes, received) < received || received == 0) return -6;
       ++reads;
       continue;
     }
-    if (frame.type > kLastMessageType) {
+    if (frame.type > frame::kLastMessageType) {
       std::puts("not VelixMessage_std message");
       std::puts("not VelixMessage message");
       continue;
@@ -101,7 +100,7 @@ std::int32_t CVelixCommuClient::receiveBytes(const char* bytes, std::int32_t len
 
   BusFrameInfo frame;
   while (takeFrame(frame)) {
-    if (frame.type > kLastMessageType) {
+    if (frame.type > frame::kLastMessageType) {
       std::puts("not VelixMessage message");
       continue;
     }

@@ -12,15 +12,14 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "cbl/bus/big_endian.h"
+#include "cbl/bus/frame_layout.h"
 #include "cbl/bus/velix_message.h"
 #include "support/poll.h"
 
 namespace support {
 
 namespace {
-
-constexpr std::size_t kFrameOverhead = 28;
-constexpr std::size_t kBodyLengthAt = 20;
 
 int listenOn(const std::string& path) {
   const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -139,13 +138,10 @@ bool BusPeer::readFrom(Connection& connection) {
 
 bool BusPeer::serveRequests(Connection& connection) {
   std::string& received = connection.received;
-  while (received.size() >= kFrameOverhead) {
-    std::size_t bodyLength = 0;
-    for (std::size_t i = 0; i < 4; ++i) {
-      bodyLength = bodyLength << 8 | static_cast<unsigned char>(received[kBodyLengthAt + i]);
-    }
-    const std::size_t length = kFrameOverhead + bodyLength;
-    if (received.compare(0, 3, "VLX") != 0) {
+  while (received.size() >= cbl::frame::kOverhead) {
+    const std::size_t bodyLength = cbl::loadBigEndian<std::uint32_t>(received.data() + cbl::frame::kBodyLengthAt);
+    const std::size_t length = cbl::frame::kOverhead + bodyLength;
+    if (received.compare(0, cbl::frame::kMagic.size(), cbl::frame::kMagic) != 0) {
       ++faults_;
       return false;
     }

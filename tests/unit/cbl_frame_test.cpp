@@ -252,6 +252,9 @@ TEST_F(Frame, HeaderFieldsKeepTheirMeaning) {
   EXPECT_EQ(pack({}).size(), 28U);
   std::string frame;
   EXPECT_EQ(protocol.pack(cbl::CBusMessage(), frame, 1), -1);
+  EXPECT_EQ(protocol.packAs(cbl::CVelixMessage(), frame, 0xFFFFFFFF), 28) << "no wish to count";
+  EXPECT_EQ(unpack(frame), 28);
+  EXPECT_EQ(info.identifier, 0xFFFFFFFFU);
 }
 
 TEST_F(Frame, NegativeIdentifiersTakeTheCounter) {
