@@ -55,6 +55,7 @@ struct DeviceSettings {
   std::optional<Station> station;         ///< where it is; none: Who-Is for `deviceId`
   std::optional<io::Address> router;      ///< Who-Is goes through this router to `network`
   std::uint16_t network = kLocalNetwork;  ///< of a device to be found; without `router` that is asked for, too
+  std::optional<std::string> remoteMac;   ///< its address there, where only the router has to be found
   io::Address broadcast;                  ///< where Who-Is goes to
   bool mayReadMultiple = false;
   bool mayWriteMultiple = false;
