@@ -1,0 +1,150 @@
+#include "io/udp_datagrams.h"
+
+#include <linux/errqueue.h>
+#include <netinet/in.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include "io/socket_address.h"
+
+namespace io {
+
+namespace {
+
+[[noreturn]] void fail(const char* step) {
+  throw std::system_error(errno, std::generic_category(), step);
+}
+
+// Whether an earlier datagram's fate is what a call has reported; it is then of no meaning for the call itself.
+bool isOldNews(int failure) {
+  return failure == ECONNREFUSED || failure == EHOSTUNREACH || failure == ENETUNREACH || failure == EINTR;
+}
+
+// Room for a turn's datagrams, as recvmmsg takes it.
+struct Batch {
+  Batch() {
+    for (std::size_t i = 0; i < CUdpDatagrams::kMostPerTurn; ++i) {
+      parts[i] = {content[i].data(), content[i].size()};
+      messages[i].msg_hdr.msg_name = from[i].get();
+      messages[i].msg_hdr.msg_namelen = from[i].size();
+      messages[i].msg_hdr.msg_iov = &parts[i];
+      messages[i].msg_hdr.msg_iovlen = 1;
+    }
+  }
+
+  std::array<std::array<char, CUdpDatagrams::kLongest>, CUdpDatagrams::kMostPerTurn> content;
+  std::array<SocketAddress, CUdpDatagrams::kMostPerTurn> from;
+  std::array<iovec, CUdpDatagrams::kMostPerTurn> parts{};
+  std::array<mmsghdr, CUdpDatagrams::kMostPerTurn> messages{};
+};
+
+bool saysRefused(msghdr& message) {
+  for (const cmsghdr* each = CMSG_FIRSTHDR(&message); each != nullptr;
+       each = CMSG_NXTHDR(&message, const_cast<cmsghdr*>(each))) {
+    if (each->cmsg_level != IPPROTO_IP || each->cmsg_type != IP_RECVERR) continue;
+    return reinterpret_cast<const sock_extended_err*>(CMSG_DATA(each))->ee_errno == ECONNREFUSED;
+  }
+  return false;
+}
+
+}  // namespace
+
+CUdpDatagrams::CUdpDatagrams(CEventLoop& loop, const UdpOptions& options)
+    : loop_(loop), socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)), peer_(options.peer) {
+  try {
+    open(options);
+  } catch (...) {
+    if (socket_ >= 0) ::close(socket_);
+    throw;
+  }
+}
+
+CUdpDatagrams::~CUdpDatagrams() {
+  loop_.unwatch(socket_);
+  ::close(socket_);
+}
+
+void CUdpDatagrams::open(const UdpOptions& options) {
+  if (socket_ < 0) fail("socket");
+  set(SOL_SOCKET, SO_BROADCAST, "SO_BROADCAST");
+  set(IPPROTO_IP, IP_RECVERR, "IP_RECVERR");  // a closed port is told together with its address
+  if (options.isShared) {
+    set(SOL_SOCKET, SO_REUSEADDR, "SO_REUSEADDR");
+    set(SOL_SOCKET, SO_REUSEPORT, "SO_REUSEPORT");
+  }
+  const SocketAddress local(options.local);
+  if (::bind(socket_, local.get(), local.size()) != 0) fail("bind");
+  if (peer_) {
+    const SocketAddress peer(*peer_);
+    if (::connect(socket_, peer.get(), peer.size()) != 0) fail("connect");
+  }
+  SocketAddress own;
+  if (::getsockname(socket_, own.get(), &own.length) != 0) fail("getsockname");
+  local_ = own.address();
+  if (!loop_.watch(socket_, EPOLLIN, [this](std::uint32_t events) { onEvents(events); })) fail("epoll_ctl");
+}
+
+void CUdpDatagrams::set(int level, int option, const char* step) const {
+  const int on = 1;
+  if (::setsockopt(socket_, level, option, &on, sizeof(on)) != 0) fail(step);
+}
+
+void CUdpDatagrams::send(const Address& to, std::string_view bytes) {
+  const SocketAddress address(to);
+  const bool isPeer = peer_ == to;
+  // What became of earlier datagrams is reported once each by the next call, which then has sent nothing.
+  constexpr int kMostTries = 4;
+  for (int i = 0; i < kMostTries; ++i) {
+    const ssize_t sent = ::sendto(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL, isPeer ? nullptr : address.get(),
+                                  isPeer ? 0 : address.size());
+    if (sent >= 0 || !isOldNews(errno)) return;
+  }
+}
+
+void CUdpDatagrams::onEvents(std::uint32_t events) {
+  const std::weak_ptr<const bool> alive = alive_;
+  if ((events & EPOLLERR) != 0) readErrors();
+  if (!alive.expired() && (events & EPOLLIN) != 0) receive();
+}
+
+void CUdpDatagrams::receive() {
+  Batch batch;
+  const int count = ::recvmmsg(socket_, batch.messages.data(), kMostPerTurn, MSG_DONTWAIT, nullptr);
+  const std::weak_ptr<const bool> alive = alive_;
+  for (int i = 0; i < count && !alive.expired(); ++i) {
+    const auto at = static_cast<std::size_t>(i);
+    const mmsghdr& message = batch.messages[at];
+    if (!receiveHandler_ || (message.msg_hdr.msg_flags & MSG_TRUNC) != 0) continue;
+    const ReceiveHandler handler = receiveHandler_;  // lives on when it destroys or replaces itself
+    handler(batch.from[at].address(), std::string_view(batch.content[at].data(), message.msg_len));
+  }
+}
+
+void CUdpDatagrams::readErrors() {
+  const std::weak_ptr<const bool> alive = alive_;
+  for (std::size_t i = 0; i < kMostPerTurn && !alive.expired(); ++i) {
+    SocketAddress to;
+    alignas(cmsghdr) std::array<char, 512> control{};
+    msghdr message{};
+    message.msg_name = to.get();
+    message.msg_namelen = to.size();
+    message.msg_control = control.data();
+    message.msg_controllen = control.size();
+    if (::recvmsg(socket_, &message, MSG_ERRQUEUE | MSG_DONTWAIT) < 0) break;
+    if (!refusedHandler_ || !saysRefused(message)) continue;
+    const RefusedHandler handler = refusedHandler_;
+    handler(to.address());
+  }
+  if (alive.expired()) return;
+  int taken = 0;  // reading it clears what is pending beside the queue
+  socklen_t size = sizeof(taken);
+  static_cast<void>(::getsockopt(socket_, SOL_SOCKET, SO_ERROR, &taken, &size));
+}
+
+}  // namespace io
