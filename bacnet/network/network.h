@@ -58,6 +58,9 @@ class CNetwork {
   void onMessage(MessageHandler handler);
   void onResult(ResultHandler handler);
 
+  /// Datagrams that came in and meant nothing to a station: none of BACnet/IP's, cut, or for a router or BBMD.
+  std::uint64_t dropped() const;
+
   void send(const Station& to, const Apdu& apdu, bool expectsReply);
   /// To everybody on the network at hand (`broadcast` is its broadcast address and port), through the BBMD where this
   /// station is registered as a foreign device; `network` is kLocalNetwork, kGlobalNetwork or one behind a router.
