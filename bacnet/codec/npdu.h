@@ -26,7 +26,8 @@ struct NetworkAddress {
   }
 };
 
-/// A message between routers, clause 6.4. `data` is what follows the type and vendor; networkMessage.h reads the usual.
+/// A message between routers, clause 6.4. `data` is what follows the type and vendor; the functions below read
+/// the usual.
 struct NetworkMessage {
   std::uint8_t type = 0;
   std::uint16_t vendor = 0;  ///< of the types from 128 on
@@ -44,7 +45,8 @@ struct Npdu {
   std::string_view apdu;
 };
 
-/// Nothing where the bytes are no version 1 header. The views point into `bytes`.
+/// Nothing where the bytes are no version 1 header, or name a network or station that cannot be. The views point into
+/// `bytes`.
 std::optional<Npdu> parseNpdu(std::string_view bytes);
 std::string encodeNpdu(const Npdu& npdu);
 
@@ -66,5 +68,6 @@ struct RejectedMessage {
   std::uint16_t network = 0;
 };
 std::optional<RejectedMessage> parseRejectedMessage(std::string_view data);
+std::string encodeRejectedMessage(const RejectedMessage& rejected);
 
 }  // namespace bacnet

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <variant>
 #include <vector>
@@ -111,5 +112,10 @@ bool operator==(const Time& a, const Time& b);
 bool operator==(const ContextPrimitive& a, const ContextPrimitive& b);
 bool operator==(const UnknownPrimitive& a, const UnknownPrimitive& b);
 bool operator==(const Constructed& a, const Constructed& b);
+
+/// Values in a row, as they stand inside a service. Nothing where a tag is cut, open at the end, nested too deeply, or
+/// its content is none of its type.
+std::string encode(const Values& values);
+std::optional<Values> parseValues(std::string_view bytes);
 
 }  // namespace bacnet
