@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "bacnet/codec/value.h"
+#include "bacnet/service/property.h"
 
 namespace bacnet {
 
@@ -19,10 +20,7 @@ struct SubscribeCov {
 };
 
 /// A COV notification, confirmed or not, clauses 13.6 and 13.7. Values are told by their property, not by position.
-struct CovValue {
-  PropertyReference reference;
-  Values values;
-};
+using CovValue = PropertyWrite;
 struct CovNotification {
   std::uint32_t process = 0;
   std::uint32_t device = 0;

@@ -30,7 +30,7 @@ struct WritePropertyRequest {
   ObjectId object;
   PropertyReference reference;
   Values values;
-  std::optional<std::uint8_t> priority;  ///< 1 to 16
+  std::optional<std::uint8_t> priority;  ///< 1 to 16; a parser gives what came, up to 255
 };
 
 struct ReadAccess {
@@ -48,7 +48,7 @@ struct ReadAccessResult {
 struct PropertyWrite {
   PropertyReference reference;
   Values values;
-  std::optional<std::uint8_t> priority;
+  std::optional<std::uint8_t> priority = std::nullopt;
 };
 struct WriteAccess {
   ObjectId object;
