@@ -40,7 +40,7 @@ int complain(const std::string& message, int status) {
 // Result: the status to exit with when there is nothing to serve.
 std::optional<int> readCommandLine(int argc, char** argv, CommandLine& commandLine) {
   CLI::App app("Development helper of a BACnet/IP link: a bus server with simulated points", "BACnet_Velix");
-  app.set_version_flag("--version", "BACnet_Velix " HELPER_VERSION);
+  app.set_version_flag("--version", "BACnet_Velix " HELPER_VERSION ", simulated points");
   app.add_option("link", commandLine.link, "number of the link to serve")
       ->type_name("N")
       ->required()

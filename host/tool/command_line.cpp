@@ -22,7 +22,7 @@ const std::map<std::string, Format> kFormats = {
 
 constexpr const char* kExitStatus =
     "Exit status: 0 all well, 1 internal error, 2 usage, 3 project file, 4 plug-in, 5 helper not to be reached,\n"
-    "6 helper refuses, 7 some points failed, 130 interrupted.\n\n"
+    "6 helper refuses, 7 some points failed, 8 link serves another project, 130 interrupted.\n\n"
     "Example:\n  hmi-host --project /opt/project --interface eth0 read --all";
 
 // A leading 0 or 0x would make it a number of another base.
@@ -45,6 +45,7 @@ void addCommonOptions(CLI::App& app, Options& options, std::string& format) {
       ->check(CLI::Validator(checkDecimal, ""))
       ->check(CLI::Range(0, std::numeric_limits<std::int32_t>::max()).description(""))
       ->capture_default_str();
+  app.add_flag("--take-over", options.takesOver, "use a link whose helper serves another project");
   app.add_option("--interface", options.networkInterface, "network interface that carries the link")
       ->type_name("NAME")
       ->capture_default_str();

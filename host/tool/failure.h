@@ -16,6 +16,7 @@ enum class ExitStatus : int {
   kUnreachable = 5,   ///< the helper cannot be started or does not answer
   kRefused = 6,       ///< the helper refused the configuration or the connection, or answered rubbish
   kPointsFailed = 7,  ///< some points failed
+  kTaken = 8,         ///< a helper serves the link for another project
   kInterrupted = 130,
 };
 

@@ -12,6 +12,7 @@ struct Options {
   std::string plugin;   ///< empty: the usual places
   std::string project;  ///< the project directory, absolute and ending in a separator
   std::int32_t link = 1;
+  bool takesOver = false;  ///< a helper that serves the link for another project is handed this one
   std::string networkInterface = "lo";
   Format format = Format::kTable;
   std::int32_t stringBytes = 32;  ///< register length of a STRING point, even

@@ -40,6 +40,21 @@ void lockHelper(const Tool& tool) {
   fs::permissions(tool.project.dir.file("BACnet_Velix"), fs::perms::owner_read);
 }
 
+// An executable whose header names a machine that nobody has.
+void swapMachine(const Tool& tool) {
+  std::string helper = support::readFile("/proc/self/exe");
+  helper[18] = 1;
+  file("BACnet_Velix", helper)(tool);
+}
+
+// A second project directory of the link, below the first; $FOREIGN takes what is of no interest.
+void provideOtherProject(const Tool& tool) {
+  fs::create_directory(tool.project.dir.file("other"));
+  for (const char* name : {"BACnetLabel.xml", "BACnet_Velix"})
+    fs::copy_file(tool.project.dir.file(name), tool.project.dir.file(std::string("other/") + name));
+  setenv("FOREIGN", "/dev/null", 1);
+}
+
 void namePidOfAnother(const Tool& tool) {
   fs::create_directories("/tmp/velix_bacnet");
   std::ofstream(tool.project.linkFile(".pid")) << getpid();
@@ -71,12 +86,17 @@ const Illness kIllnesses[] = {
     {"interface", 2, "'lo' has no IPv4 address", "--interface", kWithoutAddresses + kTool},
     {"helper file", 5, "no BACnet_Velix in /", "copy BACnet_Velix into the project directory", kTool, removeHelper},
     {"helper file", 5, "may not be executed", "chmod +x '/", kTool, lockHelper},
+    {"helper file", 5, "/BACnet_Velix is empty", "built for this machine", kTool, file("BACnet_Velix", "")},
+    {"helper file", 5, "/BACnet_Velix is no program", "built for this machine", kTool, file("BACnet_Velix", "BACnet")},
+    {"helper file", 5, "for another kind of machine", "built for this machine", kTool, swapMachine},
     {"shell", 5, "/bin/false: it does not run commands", "set SHELL=/bin/sh", "SHELL=/bin/false " + kTool},
     {"runtime directory", 5, "/tmp/velix_bacnet belongs to user ", "run as that user", kWithForeignDirectory + kTool,
      provideForeignDirectory},
     {"pid file", 5, "which is no helper", "remove the file", kTool, namePidOfAnother},
     {"pid file", 5, " is no file", "remove it", kTool,
      [](const Tool& tool) { fs::create_directories(tool.project.linkFile(".pid")); }},
+    {"helper process", 8, "for another project, /", "--take-over",
+     kTool + " read 1 >$FOREIGN; $TOOL/other --link $LINK", provideOtherProject},
     {"configuration", 5, "does not start (init -1)", "run it by hand to see why: /", kTool,
      file("BACnet_Velix", "#!/bin/sh\nexit 1\n")},
     {"configuration", 5, "does not take the project file (init -99)", "if its process still runs, end it: /", kTool,
@@ -120,6 +140,7 @@ TEST(Doctor, FindsNothingWhereAllIsWell) {
     EXPECT_EQ(run.err, "");
     const std::regex step(" ok  ");
     EXPECT_EQ(std::distance(std::sregex_iterator(run.out.begin(), run.out.end(), step), {}), 13) << run.out;
+    EXPECT_NE(run.out.find("simulated points"), std::string::npos) << run.out;
     EXPECT_NE(run.out.find(helper), std::string::npos) << run.out;
   }
 }

@@ -47,6 +47,8 @@ TEST(HmiHost, PrintsWhatItsPageShows) {
   const Tool tool;
   ASSERT_EQ(tool.run("write 8=false Unit.ModeText=Heating").status, 0);
   tool.project.dir.write("simulator.json", R"([{"function":"*","regId":2,"code":12}])");
+  std::filesystem::create_directory(tool.project.dir.file("other"));
+  tool.project.dir.write("other/BACnetLabel.xml", support::readFile(tool.project.dir.file("BACnetLabel.xml")));
   const auto examples = examplesOf(support::readFile(SOURCE_DIR "/docs/hmi-host.md"));
   ASSERT_GT(examples.size(), 12U);
   int status = -1;
@@ -60,7 +62,8 @@ TEST(HmiHost, PrintsWhatItsPageShows) {
       ASSERT_TRUE(support::waitUntil([&] { return !std::filesystem::exists(tool.project.linkFile(".sock")); }));
       std::filesystem::remove(tool.project.dir.file("BACnet_Velix"));
     }
-    const auto run = tool.shell(replaced(example.command, kShown, "$TOOL --link $LINK") + " 2>&1");
+    const std::string command = replaced(example.command, "hmi-host --project /opt/other", "$TOOL/other --link $LINK");
+    const auto run = tool.shell(replaced(command, kShown, "$TOOL --link $LINK") + " 2>&1");
     std::string output = replaced(run.out, tool.project.dir.path(), "/opt/plant");
     output = replaced(Tool::withoutLog(output), BIN_DIR "/", "/usr/lib/hmi-drivers/");
     EXPECT_EQ(shapeOf(output), shapeOf(example.output)) << example.command;
@@ -164,6 +167,25 @@ TEST(HmiHost, TheHelpersFaultsHaveTheirStatus) {
     EXPECT_NE(run.err.find(expected.said), std::string::npos) << rule << run.err;
     EXPECT_EQ(run.err.empty(), expected.said.empty()) << run.err;
   }
+}
+
+TEST(HmiHost, ALinkThatServesAnotherProjectIsLeftAlone) {
+  const Tool tool;
+  const std::string other = tool.project.dir.file("other");
+  std::filesystem::create_directories(other + "/Devlib/arm");
+  tool.project.dir.write("other/BACnetLabel.xml", support::readFile(tool.project.dir.file("BACnetLabel.xml")));
+  std::filesystem::rename(tool.project.dir.file("BACnet_Velix"), other + "/Devlib/arm/BACnet_Velix");
+  const std::string toolOfOther = "${TOOL% --project*} --project " + other + " --link $LINK ";
+  ASSERT_EQ(tool.shell(toolOfOther + "read 1").status, 0);
+  for (const char* command : {"info", "read 1", "write 4=20", "watch 1 --count 1", "bench 1 --seconds 0.01"}) {
+    const auto run = tool.run(command);
+    EXPECT_EQ(run.status, 8) << run.err;
+    EXPECT_NE(run.err.find(" for another project, " + other + "; "), std::string::npos) << run.err;
+  }
+  EXPECT_EQ(tool.project.calls("bac_load_xml"), 1U);
+  EXPECT_EQ(tool.shell(toolOfOther + "read 1").status, 0) << "below its Devlib a helper is a project's own";
+  EXPECT_EQ(tool.run("--take-over read 1").status, 0);
+  EXPECT_EQ(tool.project.calls("bac_load_xml"), 3U);
 }
 
 TEST(HmiHost, AHelperThatOutlivesItKeepsNoPipeOpen) {

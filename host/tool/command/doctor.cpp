@@ -12,6 +12,7 @@
 #include "host/tool/console/error_relay.h"
 #include "host/tool/examine/findings.h"
 #include "host/tool/link/batching.h"
+#include "host/tool/link/helper_process.h"
 #include "host/tool/link/network_interface.h"
 #include "host/tool/link/plugin.h"
 #include "host/tool/link/project.h"
@@ -88,7 +89,8 @@ Finding readFirst(Examination& seen) {
 }
 
 // What a start would need does not matter while a helper runs.
-Finding unlessServed(const Examination& seen, Finding finding) {
+Finding unlessServed(const Examination& seen, const std::function<Finding()>& examine) {
+  Finding finding = outcomeOf(examine);
   if (finding.verdict != Verdict::kFailed || !isServed(seen.options.link)) return finding;
   return warning(finding.detail + "; a helper runs", finding.remedy);
 }
@@ -100,12 +102,15 @@ std::vector<Step> steps() {
       {"project file", {}, readProject},
       {"link", {"project file"}, findLink},
       {"interface", {}, findAddress},
-      {"helper file", {}, [](Examination& seen) { return unlessServed(seen, examineHelper(seen.options.project)); }},
-      {"shell", {}, [](Examination& seen) { return unlessServed(seen, examineShell()); }},
+      {"helper file",
+       {},
+       [](Examination& seen) { return unlessServed(seen, [&] { return examineHelper(seen.options.project); }); }},
+      {"shell", {}, [](Examination& seen) { return unlessServed(seen, examineShell); }},
       {"runtime directory", {}, [](Examination& seen) { return examineRuntimeDirectory(seen.options.link); }},
       {"pid file", {"runtime directory"}, [](Examination& seen) { return examinePidFile(seen.options.link); }},
       {"socket", {"runtime directory"}, [](Examination& seen) { return examineSocket(seen.options.link); }},
-      {"configuration", {"ABI", "link", "helper file", "shell", "pid file", "socket"}, configure},
+      {"helper process", {"pid file", "socket"}, [](Examination& seen) { return examineHolder(seen.options); }},
+      {"configuration", {"ABI", "link", "helper file", "shell", "helper process"}, configure},
       {"connection", {"configuration", "interface"}, connect},
       {"first read", {"connection"}, readFirst},
   };
@@ -115,9 +120,7 @@ Finding examine(const Step& step, Examination& seen, const std::set<std::string>
   for (const std::string& need : step.needs) {
     if (unmet.count(need) > 0) return {Verdict::kSkipped, fmt::format("needs: {}", need), "", ExitStatus::kWell};
   }
-  Finding finding;
-  const auto failure = failureOf([&] { finding = step.examine(seen); });
-  return failure ? failed(failure->status(), failure->problem(), failure->remedy()) : finding;
+  return outcomeOf([&] { return step.examine(seen); });
 }
 
 const char* wordOf(Verdict verdict) {

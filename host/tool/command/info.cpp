@@ -1,6 +1,8 @@
 #include <CLI/CLI.hpp>
 
 #include "host/tool/command/commands.h"
+#include "host/tool/link/helper_files.h"
+#include "host/tool/link/helper_version.h"
 #include "host/tool/link/network_interface.h"
 #include "host/tool/link/project.h"
 #include "host/tool/link/session.h"
@@ -8,6 +10,14 @@
 namespace tool {
 
 namespace {
+
+// A helper that cannot say it is no reason to say nothing else.
+void addHelper(Record& record, const Options& options) {
+  HelperVersion version;
+  if (failureOf([&] { version = versionOf(findHelper(options.project)); })) return;
+  record["helper"] = version.text;
+  record["simulated"] = version.isSimulated;
+}
 
 void addLink(Record& record, const plant::Link& link) {
   record["ip"] = link.ip;
@@ -43,6 +53,7 @@ ExitStatus showInfo(const Options& options, COutput& output) {
   record["link"] = options.link;
   record["interface"] = options.networkInterface;
   record["address"] = address;
+  addHelper(record, options);
   addLink(record, link);
   record["status"] = session.driver().getStatus();
   record["connectState"] = session.driver().getConnectState();

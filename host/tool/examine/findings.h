@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "host/tool/failure.h"
+#include "host/tool/options.h"
 
 namespace tool {
 
@@ -21,10 +23,14 @@ Finding ok(const std::string& detail);
 Finding warning(const std::string& detail, const std::string& remedy);
 Finding failed(ExitStatus status, const std::string& detail, const std::string& remedy);
 
+/// What `examine` finds; when it throws CFailure, a step that failed with it.
+Finding outcomeOf(const std::function<Finding()>& examine);
+
 // Steps that look at what the driver relies on to start and reach its helper. None of them changes or starts anything
 // but the shell, which is asked to do nothing.
 
-/// The helper's executable, in the project directory or below its Devlib, and whether a shell can start it.
+/// The helper's executable, in the project directory or below its Devlib, whether a shell can start it, and what it
+/// says of itself. Throws CFailure (unreachable).
 Finding examineHelper(const std::string& projectDirectory);
 
 /// The shell that SHELL names.
@@ -40,7 +46,7 @@ Finding examinePidFile(std::int32_t link);
 /// The socket of link `link`.
 Finding examineSocket(std::int32_t link);
 
-/// Whether a helper accepts connections on the link's socket.
-bool isServed(std::int32_t link);
+/// Which project the link's helper serves, if one runs. Throws CFailure (taken) when it is another.
+Finding examineHolder(const Options& options);
 
 }  // namespace tool

@@ -7,19 +7,15 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <string>
 
 #include "host/tool/examine/findings.h"
 #include "host/tool/link/helper_files.h"
+#include "host/tool/link/helper_version.h"
 
 namespace tool {
 
 namespace {
-
-namespace fs = std::filesystem;
-
-constexpr const char* kShellCharacters = " \t\n|&;<>()$`\\\"'*?[";  // the start's command line has no quotes
 
 // Whether `shell` runs a command at all; shells of locked accounts do not. Result: 0 or an error number, -1 when the
 // shell ran and refused.
@@ -56,22 +52,18 @@ Finding failed(ExitStatus status, const std::string& detail, const std::string& 
   return {Verdict::kFailed, detail, remedy, status};
 }
 
+Finding outcomeOf(const std::function<Finding()>& examine) {
+  Finding finding;
+  const auto failure = failureOf([&] { finding = examine(); });
+  return failure ? failed(failure->status(), failure->problem(), failure->remedy()) : finding;
+}
+
 Finding examineHelper(const std::string& projectDirectory) {
   const std::string helper = findHelper(projectDirectory);
-  if (helper == kHelperName)
-    return failed(ExitStatus::kUnreachable,
-                  fmt::format("no {} in {} nor below its {}", kHelperName, projectDirectory, kFallbackFolder),
-                  fmt::format("copy {} into the project directory", kHelperName));
-  std::error_code unknown;
-  if (!fs::is_regular_file(helper, unknown))
-    return failed(ExitStatus::kUnreachable, helper + " is no file", "put the helper's executable in its place");
-  if (access(helper.c_str(), X_OK) != 0)
-    return failed(ExitStatus::kUnreachable, helper + " may not be executed", fmt::format("chmod +x '{}'", helper));
-  if (helper.find_first_of(kShellCharacters) != std::string::npos)
-    return failed(ExitStatus::kUnreachable,
-                  fmt::format("'{}' has a blank or a character that means something to the shell", helper),
-                  "move the project to a directory without: the helper is started without quotes");
-  return ok(helper);
+  const HelperVersion version = versionOf(helper);
+  const std::string detail = version.text.empty() ? helper : fmt::format("{}: {}", helper, version.text);
+  if (version.isSimulated) return warning(detail, "for a plant put the helper that asks its devices there");
+  return ok(detail);
 }
 
 Finding examineShell() {

@@ -6,6 +6,7 @@
 #include <charconv>
 
 #include "host/tool/failure.h"
+#include "host/tool/link/helper_files.h"
 
 namespace tool {
 
@@ -21,7 +22,7 @@ bool isRegId(const plant::Point& point, const std::string& text) {
 }  // namespace
 
 std::string projectFile(const Options& options) {
-  return options.project + "BACnetLabel.xml";
+  return options.project + kProjectFile;
 }
 
 plant::Link readLink(const Options& options) {

@@ -10,6 +10,7 @@
 
 #include "host/tool/failure.h"
 #include "host/tool/link/helper_files.h"
+#include "host/tool/link/helper_process.h"
 #include "host/tool/link/network_interface.h"
 #include "host/tool/link/project.h"
 #include "host/tool/link/result_codes.h"
@@ -64,6 +65,8 @@ CSession::~CSession() {
 }
 
 void CSession::init() {
+  requireOwn(options_);
+  if (!isServed(options_.link)) findHelper(options_.project);  // the driver would only wait for it in vain
   const std::int32_t code = guarded([&] { return driver_->init(configOf(options_)); });
   isInitialised_ = code == kDone;
   if (isInitialised_) return;
@@ -81,6 +84,7 @@ void CSession::init() {
 }
 
 void CSession::connect() {
+  requireOwn(options_);
   addressOf(options_.networkInterface);  // without one the driver only answers that it failed
   ++connects_;
   const std::int32_t code = guarded([&] { return driver_->connect(); });

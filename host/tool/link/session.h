@@ -25,9 +25,9 @@ class CSession {
   CSession(const CSession&) = delete;
   CSession& operator=(const CSession&) = delete;
 
-  /// Has the driver start the helper and hand it the project. Throws CFailure (unreachable, refused).
+  /// Has the driver start the helper and hand it the project. Throws CFailure (taken, unreachable, refused).
   void init();
-  /// Has the driver connect; may be repeated after `init`. Throws CFailure (usage, unreachable, refused).
+  /// Has the driver connect; may be repeated after `init`. Throws CFailure (taken, usage, unreachable, refused).
   void connect();
   /// Connects again, with another driver object when this one cannot. Registers stay prepared. Throws as `init` and
   /// `connect` do.
