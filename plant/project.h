@@ -26,6 +26,13 @@ struct Point {
   std::string fullName() const;  ///< with the index: Temp[3]
 };
 
+/// Sets name and index from the text of "Name".
+void setName(Point& point, const std::string& text);
+/// Sets the word of "DataType", and type and size, which follow from it and from `propId`.
+void setDataType(Point& point, const std::string& word);
+/// Whether `word` is one that "DataType" knows.
+bool isDataType(const std::string& word);
+
 /// One link of BACnetLabel.xml with its points in document order, a repeated RegId dropped (the first one stays).
 struct Link {
   std::int32_t linkId = 0;
@@ -48,5 +55,8 @@ struct Link {
 /// in one line what is wrong (with the line number when the file is not well-formed XML).
 /// Result: 0; -1 missing or unreadable; -2 not well-formed; -3 no "ProjectInfo" element.
 std::int32_t readProject(const std::string& path, std::int32_t linkId, Link& link, std::string& error);
+
+/// Reads every link that the file has, in the order of their numbers. Result and `error` as above.
+std::int32_t readLinks(const std::string& path, std::vector<Link>& links, std::string& error);
 
 }  // namespace plant

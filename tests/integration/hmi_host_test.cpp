@@ -49,6 +49,7 @@ TEST(HmiHost, PrintsWhatItsPageShows) {
   tool.project.dir.write("simulator.json", R"([{"function":"*","regId":2,"code":12}])");
   std::filesystem::create_directory(tool.project.dir.file("other"));
   tool.project.dir.write("other/BACnetLabel.xml", support::readFile(tool.project.dir.file("BACnetLabel.xml")));
+  std::filesystem::copy_file(SOURCE_DIR "/examples/mistakes/BACnetLabel.xml", tool.project.dir.file("mistakes.xml"));
   const auto examples = examplesOf(support::readFile(SOURCE_DIR "/docs/hmi-host.md"));
   ASSERT_GT(examples.size(), 12U);
   int status = -1;
@@ -62,8 +63,9 @@ TEST(HmiHost, PrintsWhatItsPageShows) {
       ASSERT_TRUE(support::waitUntil([&] { return !std::filesystem::exists(tool.project.linkFile(".sock")); }));
       std::filesystem::remove(tool.project.dir.file("BACnet_Velix"));
     }
-    const std::string command = replaced(example.command, "hmi-host --project /opt/other", "$TOOL/other --link $LINK");
-    const auto run = tool.shell(replaced(command, kShown, "$TOOL --link $LINK") + " 2>&1");
+    std::string command = replaced(example.command, "hmi-host --project /opt/other", "$TOOL/other --link $LINK");
+    command = replaced(command, kShown, "$TOOL --link $LINK");
+    const auto run = tool.shell(replaced(command, "/opt/plant", tool.project.dir.path()) + " 2>&1");
     std::string output = replaced(run.out, tool.project.dir.path(), "/opt/plant");
     output = replaced(Tool::withoutLog(output), BIN_DIR "/", "/usr/lib/hmi-drivers/");
     EXPECT_EQ(shapeOf(output), shapeOf(example.output)) << example.command;
@@ -131,7 +133,7 @@ TEST(HmiHost, WhatIsWrongIsSaidInALineAndHasItsStatus) {
 
 TEST(HmiHost, EachCommandsHelpHasAnExample) {
   const Tool tool;
-  for (const char* command : {"", "info", "points", "read", "write", "watch", "bench", "doctor"}) {
+  for (const char* command : {"", "info", "points", "read", "write", "watch", "bench", "doctor", "check"}) {
     const auto run = tool.shell(std::string("$TOOL ") + command + " --help");
     EXPECT_EQ(run.status, 0) << command;
     EXPECT_NE(run.out.find(std::string("Example:\n  hmi-host --project ")), std::string::npos) << run.out;

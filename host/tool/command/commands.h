@@ -29,6 +29,7 @@ AddCommand addWrite;
 AddCommand addWatch;
 AddCommand addBench;
 AddCommand addDoctor;
+AddCommand addCheck;
 
 /// Adds them all.
 AddCommand addCommands;
