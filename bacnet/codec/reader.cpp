@@ -89,11 +89,10 @@ Value CReader::value() {
   if (!tag) return Null{};
   if (tag->kind == Tag::Kind::kOpening) return constructed(tag->number);
   if (tag->kind == Tag::Kind::kContext) return ContextPrimitive{tag->number, std::string(content(tag->length))};
-  const bool isBoolean = tag->number == static_cast<std::uint8_t>(ApplicationType::kBoolean);
-  if (tag->kind == Tag::Kind::kApplication && isBoolean && tag->length <= 1) return tag->length == 1;
-  std::optional<Value> found;
-  if (tag->kind == Tag::Kind::kApplication && !isBoolean) found = primitiveIn(tag->number, content(tag->length));
-  if (found) return *std::move(found);
+  if (tag->kind == Tag::Kind::kApplication) {
+    if (tag->number == static_cast<std::uint8_t>(ApplicationType::kBoolean)) return tag->length == 1;
+    if (auto found = primitiveIn(tag->number, content(tag->length))) return *std::move(found);
+  }
   fail();
   return Null{};
 }

@@ -49,11 +49,11 @@ std::optional<Tag> parseTag(std::string_view bytes) {
     length = 0;
   } else {
     tag.kind = isContext ? Tag::Kind::kContext : Tag::Kind::kApplication;
+    const bool isBoolean = !isContext && tag.number == static_cast<std::uint8_t>(ApplicationType::kBoolean);
+    if (isBoolean && *length > 1) return std::nullopt;
     if (length == kExtendedLength) length = takeExtendedLength(rest);
+    if (!length || (!isBoolean && *length > rest.size())) return std::nullopt;
   }
-  if (!length) return std::nullopt;
-  const bool isBoolean = !isContext && tag.number == static_cast<std::uint8_t>(ApplicationType::kBoolean);
-  if (!isBoolean && *length > rest.size()) return std::nullopt;
   tag.length = *length;
   tag.octets = bytes.size() - rest.size();
   return tag;
