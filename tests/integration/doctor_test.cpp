@@ -102,7 +102,7 @@ const Illness kIllnesses[] = {
     {"configuration", 5, "does not take the project file (init -99)", "if its process still runs, end it: /", kTool,
      fault(R"({"function":"bac_load_xml","hang":true})")},
     {"connection", 6, "refused to connect with code 5", "log", kTool, fault(R"({"function":"bac_connect","code":5})")},
-    {"first read", 7, "SupplyAir.Temp (RegId 1): the helper answered code 9", "read --all", kTool,
+    {"first read", 7, "SupplyAir.Temp (RegId 1): a code that this release does not know (code 9)", "read --all", kTool,
      fault(R"({"function":"bac_read","code":9})")},
 };
 

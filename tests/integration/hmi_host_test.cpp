@@ -46,7 +46,7 @@ constexpr const char* kShown = "hmi-host --project /opt/plant";
 TEST(HmiHost, PrintsWhatItsPageShows) {
   const Tool tool;
   ASSERT_EQ(tool.run("write 8=false Unit.ModeText=Heating").status, 0);
-  tool.project.dir.write("simulator.json", R"([{"function":"*","regId":2,"code":12}])");
+  tool.project.dir.write("simulator.json", R"([{"function":"*","regId":2,"code":20}])");
   std::filesystem::create_directory(tool.project.dir.file("other"));
   tool.project.dir.write("other/BACnetLabel.xml", support::readFile(tool.project.dir.file("BACnetLabel.xml")));
   std::filesystem::copy_file(SOURCE_DIR "/examples/mistakes/BACnetLabel.xml", tool.project.dir.file("mistakes.xml"));
@@ -146,9 +146,10 @@ TEST(HmiHost, TheHelpersFaultsHaveTheirStatus) {
     std::string rule;
     Case run;
   } cases[] = {
-      {R"({"function":"bac_load_xml","code":4})", {"read 1", 6, "refused the project file with code 4"}},
+      {R"({"function":"bac_load_xml","code":4})",
+       {"read 1", 6, "refused the project file with code 4: project file refused; mend it"}},
       {R"({"function":"bac_load_xml","silence":true})", {"read 1", 5, "does not take the project file (init -99)"}},
-      {R"({"function":"bac_connect","code":5})", {"read 1", 6, "refused to connect with code 5"}},
+      {R"({"function":"bac_connect","code":5})", {"read 1", 6, "refused to connect with code 5: unknown RegId; "}},
       {R"({"function":"bac_connect","close":true})", {"info", 5, "does not answer (connect -1)"}},
       {R"({"function":"*","regId":3,"value":"x"})",
        {"read 1 3 4", 7, "OutdoorAir.Temp (RegId 3): the helper answered with text"}},
@@ -157,8 +158,13 @@ TEST(HmiHost, TheHelpersFaultsHaveTheirStatus) {
       {R"({"function":"bac_read","times":1,"close":true})", {"read 1", 0, ""}},
       {R"({"function":"bac_read","after":1,"times":1,"half":true})",
        {"watch 1 --interval 10 --count 3", 0, "reads 3, failures 0"}},
-      {R"({"function":"bac_read","close":true})", {"read 1", 7, "no answer from the helper (-1)"}},
-      {R"({"function":"bac_write","code":9})", {"write 4=20", 7, "the helper answered code 9"}},
+      {R"({"function":"bac_read","close":true})",
+       {"read 1", 7, "no answer from the helper (code -1); look at the end"}},
+      {R"({"function":"bac_write","code":1040})",
+       {"write 4=20", 7,
+        "SupplyAir.TempSetpoint (RegId 4): the device answers error write-access-denied (code 1040); "}},
+      {R"({"function":"bac_write","close":true})",
+       {"write 4=20", 7, "whether it was written is unknown; read the point"}},
       {R"({"function":"bac_multi_write","code":9})", {"write 1=20 4=20", 0, ""}},
   };
   for (const auto& [rule, expected] : cases) {
@@ -217,10 +223,62 @@ TEST(HmiHost, ABadPointOfABatchCostsOnlyItself) {
   EXPECT_TRUE(std::regex_match(run.out, std::regex("regId,name,code,value,type,words\n1,SupplyAir.Temp,0,[0-9.]+,REAL,"
                                                    "[0-9 -]+\n2,ReturnAir.Temp,12,,REAL,\n3,OutdoorAir.Temp,0,.*\n")))
       << run.out;
-  EXPECT_EQ(run.err, "hmi-host: ReturnAir.Temp (RegId 2): the helper answered code 12; its log says why\n");
+  EXPECT_EQ(run.err.find("hmi-host: ReturnAir.Temp (RegId 2): a code that this release does not know (code 12); "), 0U);
+  EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
   EXPECT_EQ(tool.project.calls("bac_multi_read"), 1U);
   EXPECT_EQ(tool.project.calls("bac_read"), 3U);
   EXPECT_NE(tool.run("--format json write 3=23.961449").out.find("\"value\":23.961449,"), std::string::npos);
+}
+
+TEST(HmiHost, APointThatFailsInABatchIsReadAlone) {
+  const struct {
+    std::string rules;
+    std::string codes;  // of the points 1, 2 and 3
+    int status;
+    std::size_t calls;  // of func@bac_read
+  } cases[] = {
+      {R"({"function":"bac_multi_read","regId":2,"value":""},{"function":"bac_read","regId":2,"code":20})", "0 20 0", 7,
+       1},
+      {R"({"function":"bac_multi_read","close":true})", "0 0 0", 0, 3},
+      {R"({"function":"bac_multi_read","close":true},{"function":"bac_read","regId":2,"close":true})", "0 -1 0", 7, 3},
+      {R"({"function":"*","regId":1,"close":true},{"function":"*","regId":2,"close":true})", "-1 -1 -1", 7, 2},
+  };
+  for (const auto& each : cases) {
+    const Tool tool;
+    tool.project.dir.write("simulator.json", "[" + each.rules + "]");
+    const auto run = tool.run("--format csv read 1 2 3");
+    EXPECT_EQ(run.status, each.status) << each.rules;
+    const std::string codes = std::regex_replace(run.out, std::regex("[0-9]+,[^,]*,([-0-9]*),.*\n|.*\n"), "$1 ");
+    EXPECT_EQ(codes, " " + each.codes + " ") << each.rules;
+    EXPECT_EQ(tool.project.calls("bac_read"), each.calls) << each.rules;
+  }
+}
+
+TEST(HmiHost, AnInterruptedWriteTellsWhatWasSent) {
+  const Tool tool;
+  tool.project.dir.write("simulator.json", R"([{"function":"bac_write","regId":4,"silence":true}])");
+  const auto run =
+      tool.shell("$TOOL --link $LINK --format csv write 1=18 4=20 10=7 & until grep -qs 'bac_write.*silence' " +
+                 tool.project.linkFile(".log") + "; do sleep 0.02; done; kill -INT $!; wait $!");
+  EXPECT_EQ(run.status, 130);
+  EXPECT_NE(run.out.find("\n1,SupplyAir.Temp,0,18"), std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("\n4,SupplyAir.TempSetpoint,-1,,REAL,\n10,SupplyFan.Hours,,,"), std::string::npos) << run.out;
+  EXPECT_TRUE(
+      std::regex_match(run.err, std::regex(".*TempSetpoint .*sent, but .* unknown.*\n.*Hours .*: not sent.*\n")))
+      << run.err;
+}
+
+TEST(HmiHost, PatternsStandForPointsAndForeignBytesAreShownAsSuch) {
+  const Tool tool;
+  tool.project.dir.write(
+      "simulator.json",
+      R"([{"function":"*","regId":17,"value":"6977,-1,-15552,-8192,-15679"}])");  // ESC A ff ff c3 40 e0 00 ...
+  const auto run =
+      tool.shell("printf '\\357\\273\\277Temp[*]\\nunit.mode?ext\\n' | $TOOL --link $LINK --format csv read -f -");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 5) << run.out;
+  EXPECT_NE(run.out.find("Unit.ModeText,0,\\x1bA\\xff\\xff\\xc3@\\xe0,STRING"), std::string::npos) << run.out;
+  EXPECT_NE(tool.run("write 'Temp[?]=20' --dry-run").out.find("Temp[3]"), std::string::npos);
 }
 
 // Requests and replies of this length travel compressed.

@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <fstream>
+#include <iterator>
 #include <limits>
 
-#include "host/tool/view/trend.h"
+#include "host/tool/link/result_codes.h"
 #include "host/tool/link/statistics.h"
+#include "host/tool/view/trend.h"
 
 namespace {
 
@@ -30,6 +33,26 @@ TEST(Trend, DrawsTheNewestValuesBetweenLowestAndHighest) {
   full.add(1000.0);
   for (std::size_t i = 0; i < tool::CTrend::kLength; ++i) full.add(i == 0 ? 1.0 : 2.0);
   EXPECT_EQ(full.text().substr(0, 6), "▁█") << "the oldest has gone";
+}
+
+TEST(ResultCodes, AreToldInWordsThatThePageHas) {
+  std::ifstream file(SOURCE_DIR "/docs/hmi-host.md");
+  const std::string page{std::istreambuf_iterator<char>(file), {}};
+  for (const std::int32_t code : {-99, -1, 1, 2, 3, 4, 5, 6, 7, 8, 20, 21, 22, 23, 24, 25, 26, 27, 28}) {
+    const tool::CodeText text = tool::textOf(code);
+    EXPECT_NE(page.find("| " + std::to_string(code) + " | " + text.meaning + " | " + text.remedy + " |"),
+              std::string::npos)
+        << code << " " << text.meaning;
+  }
+  const std::pair<std::int32_t, std::string> answers[] = {
+      {1031, "error unknown-object"},
+      {1999, "error 999"},
+      {2009, "reject unrecognized-service"},
+      {3004, "abort segmentation-not-supported"},
+      {3999, "abort 999"},
+  };
+  for (const auto& [code, words] : answers) EXPECT_EQ(tool::textOf(code).meaning, "the device answers " + words);
+  EXPECT_EQ(tool::textOf(19).meaning, tool::textOf(-7).meaning) << "nobody knows these";
 }
 
 TEST(Statistics, PercentilesAreOfTheNewestCalls) {

@@ -84,8 +84,9 @@ Finding readFirst(Examination& seen) {
 
   const Result result = readResult(accesses[0]);
   if (!result.isGood)
-    return failed(ExitStatus::kPointsFailed, complaintOf(result), "read the others: hmi-host ... read --all");
-  return ok(fmt::format("{} is {}", result.point().fullName(), plant::toText(*result.value)));
+    return failed(ExitStatus::kPointsFailed, complaintOf(result, seen.options),
+                  "read the others: hmi-host ... read --all");
+  return ok(fmt::format("{} is {}", result.point().fullName(), valueText(result)));
 }
 
 // What a start would need does not matter while a helper runs.

@@ -1,6 +1,4 @@
 #include <fmt/format.h>
-#include <fnmatch.h>
-#include <strings.h>
 
 #include <CLI/CLI.hpp>
 #include <memory>
@@ -16,11 +14,6 @@ namespace {
 
 constexpr const char* kEvery = "*";
 
-// As a pattern, the index of a name would be a set of characters; a name written out is therefore taken as it stands.
-bool matches(const std::string& pattern, const std::string& text) {
-  return strcasecmp(pattern.c_str(), text.c_str()) == 0 || fnmatch(pattern.c_str(), text.c_str(), FNM_CASEFOLD) == 0;
-}
-
 Record recordOf(const plant::Point& point) {
   Record record;
   record["regId"] = point.regId;
@@ -28,7 +21,7 @@ Record recordOf(const plant::Point& point) {
   record["object"] = point.objectType;
   record["instance"] = point.instance;
   record["property"] = point.propId;
-  record["type"] = typeText(point);
+  record["type"] = typeOf(point);
   record["size"] = point.size;
   return record;
 }
@@ -44,7 +37,7 @@ ExitStatus showPoints(const Options& options, COutput& output, const std::string
                         {"size", "Size", true}});
   bool isFound = false;
   for (const plant::Point& point : readPresentLink(options).points) {
-    if (!matches(pattern, point.fullName()) && !matches(pattern, std::to_string(point.regId))) continue;
+    if (!matches(pattern, point)) continue;
     writer.add(recordOf(point));
     isFound = true;
   }

@@ -24,7 +24,7 @@ ExitStatus readPoints(const Options& options, COutput& output, const ReadOptions
     addTo(writer, results);
     writer.flush();
     if (failure) throw CFailure(*failure);
-    complainOf(results);
+    complainOf(results, options);
     isGood = isGood && areGood(results);
   }
   return isGood ? ExitStatus::kWell : ExitStatus::kPointsFailed;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/tool/command/commands.h"
+#include "host/tool/console/error_relay.h"
 #include "host/tool/console/interrupt.h"
 #include "host/tool/link/batching.h"
 #include "host/tool/link/project.h"
@@ -54,23 +55,36 @@ plant::Words wordsOf(const plant::Point& point, const std::string& text, const s
                      : fmt::format("write a value that fits its type, {}", typeText(point)));
 }
 
-Access parseAssignment(const plant::Link& link, const std::string& text, const WriteOptions& own,
-                       const Options& options) {
+void addAssignment(std::vector<Access>& accesses, const plant::Link& link, const std::string& text,
+                   const WriteOptions& own, const Options& options) {
   const std::size_t equals = text.find('=');
   if (equals == std::string::npos)
     throw CFailure(ExitStatus::kUsage, fmt::format("'{}' is no assignment", text), "write POINT=VALUE");
-  const plant::Point& point = findPoint(link, text.substr(0, equals));
   const std::string value = text.substr(equals + 1);
-  return {point, CRegister(), own.isWords ? parseWords(value, text) : wordsOf(point, value, text, options)};
+  for (const plant::Point& point : findPoints(link, {text.substr(0, equals)}))
+    accesses.push_back(
+        {point, CRegister(), own.isWords ? parseWords(value, text) : wordsOf(point, value, text, options)});
 }
 
-void showWords(CRecordWriter& writer, const std::vector<Result>& results) {
+// A write without an answer may have been carried out, unless it was not sent at all.
+std::string complaintOfWrite(const Result& result, const Options& options) {
+  if (result.access.code != kNoAnswer) return complaintOf(result, options);
+  return fmt::format("{} (RegId {}): {}", result.point().fullName(), result.point().regId,
+                     result.access.isSent
+                         ? "sent, but no answer came: whether it was written is unknown; read the point"
+                         : "not sent; write it again");
+}
+
+void show(CRecordWriter& writer, const std::vector<Result>& results, const Options& options) {
   for (const Result& result : results) {
     Record record = recordOf(result);
-    record.erase("code");  // nobody gave one
-    writer.add(record);
+    if (!result.access.isSent) record.erase("code");
+    writer.add(record, result.isGood ? Tone::kPlain : Tone::kBad);
   }
   writer.flush();
+  for (const Result& result : results) {
+    if (!result.isGood) complain(complaintOfWrite(result, options));
+  }
 }
 
 ExitStatus send(const Options& options, CRecordWriter& writer, std::vector<Access>& accesses) {
@@ -81,11 +95,9 @@ ExitStatus send(const Options& options, CRecordWriter& writer, std::vector<Acces
   const CInterruptNote note;  // what was written by then is shown
   const auto failure = failureOf([&] { CBatcher(*session, statistics).write(accesses); });
   const auto results = resultsOf(accesses, writeResult);
-  addTo(writer, results);
-  writer.flush();
+  show(writer, results, options);
   if (isInterrupted()) return ExitStatus::kInterrupted;
   if (failure) throw CFailure(*failure);
-  complainOf(results);
   return areGood(results) ? ExitStatus::kWell : ExitStatus::kPointsFailed;
 }
 
@@ -93,11 +105,11 @@ ExitStatus send(const Options& options, CRecordWriter& writer, std::vector<Acces
 ExitStatus writePoints(const Options& options, COutput& output, const WriteOptions& own) {
   const plant::Link link = readPresentLink(options);
   std::vector<Access> accesses;
-  for (const std::string& text : own.assignments) accesses.push_back(parseAssignment(link, text, own, options));
+  for (const std::string& text : own.assignments) addAssignment(accesses, link, text, own, options);
 
   CRecordWriter writer(output, options.format, resultColumns());
   if (!own.isDryRun) return send(options, writer, accesses);
-  showWords(writer, resultsOf(accesses, writeResult));
+  show(writer, resultsOf(accesses, writeResult), options);
   return ExitStatus::kWell;
 }
 

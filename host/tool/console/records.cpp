@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 namespace tool {
@@ -13,19 +14,39 @@ bool startsCharacter(char byte) {
   return (static_cast<unsigned char>(byte) & 0xC0) != 0x80;
 }
 
-// Field devices send what they like: nothing of it may move a terminal's cursor.
-std::string printable(const std::string& text) {
+// Length of the UTF-8 character at the beginning of `text`; 0 when there is none, or one that is written too long, a
+// surrogate or beyond Unicode.
+std::size_t characterLength(std::string_view text) {
+  const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  const unsigned char lead = byteAt(0);
+  if (lead < 0x80) return 1;
+  const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+  if (lead < 0xC2 || lead > 0xF4 || text.size() < length) return 0;
+  for (std::size_t i = 1; i < length; ++i) {
+    if (startsCharacter(text[i])) return 0;
+  }
+  const bool isTooLong = (lead == 0xE0 && byteAt(1) < 0xA0) || (lead == 0xF0 && byteAt(1) < 0x90);
+  const bool isBeyond = (lead == 0xED && byteAt(1) >= 0xA0) || (lead == 0xF4 && byteAt(1) >= 0x90);
+  return isTooLong || isBeyond ? 0 : length;
+}
+
+bool isControl(std::string_view character) {
+  const auto last = static_cast<unsigned char>(character.back());
+  return character.size() == 1 ? last < 0x20 || last == 0x7F
+                               : character.size() == 2 && character[0] == '\xC2' && last < 0xA0;
+}
+
+// Field devices send what they like: nothing of it may move a terminal's cursor, or break a reader of UTF-8.
+std::string printable(std::string_view text) {
   std::string shown;
-  unsigned char before = 0;
-  for (const char byte : text) {
-    const auto code = static_cast<unsigned char>(byte);
-    const bool isSecondOfControl = before == 0xC2 && code >= 0x80 && code < 0xA0;
-    if (isSecondOfControl) shown.pop_back();
-    if (code < 0x20 || code == 0x7F || isSecondOfControl)
-      shown += fmt::format("\\x{:02x}", code);
+  while (!text.empty()) {
+    const std::size_t length = characterLength(text);
+    const std::string_view character = text.substr(0, std::max<std::size_t>(length, 1));
+    if (length == 0 || isControl(character))
+      shown += fmt::format("\\x{:02x}", static_cast<unsigned char>(character.back()));
     else
-      shown += byte;
-    before = code;
+      shown += character;
+    text.remove_prefix(character.size());
   }
   return shown;
 }
@@ -47,19 +68,9 @@ std::string jsonText(const Record& record) {
   return text + "}";
 }
 
-std::string fieldText(const Record& field) {
-  if (field.is_null()) return "";
-  if (field.is_string()) return field.get<std::string>();
-  if (field.is_number_float()) return shortestText(field.get<double>());
-  if (!field.is_array()) return field.dump();
-  std::string text;
-  for (const Record& element : field) text += (text.empty() ? "" : " ") + fieldText(element);
-  return text;
-}
-
 std::string cellText(const Record& record, const std::string& key) {
   const auto field = record.find(key);
-  return field == record.end() ? "" : fieldText(*field);
+  return field == record.end() ? "" : printable(fieldText(*field));
 }
 
 std::string csvCell(std::string text) {
@@ -88,6 +99,16 @@ std::string csvLine(const std::vector<Column>& columns, const Record& record) {
 
 }  // namespace
 
+std::string fieldText(const Record& field) {
+  if (field.is_null()) return "";
+  if (field.is_string()) return field.get<std::string>();
+  if (field.is_number_float()) return shortestText(field.get<double>());
+  if (!field.is_array()) return field.dump();
+  std::string text;
+  for (const Record& element : field) text += (text.empty() ? "" : " ") + fieldText(element);
+  return text;
+}
+
 std::size_t displayWidth(const std::string& text) {
   return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), startsCharacter));
 }
@@ -105,7 +126,7 @@ CTable::CTable(std::vector<Column> columns) : columns_(std::move(columns)) {
 
 void CTable::fit(const Record& record) {
   for (std::size_t i = 0; i < columns_.size(); ++i)
-    widths_[i] = std::max(widths_[i], displayWidth(printable(cellText(record, columns_[i].key))));
+    widths_[i] = std::max(widths_[i], displayWidth(cellText(record, columns_[i].key)));
 }
 
 std::string CTable::header() const {
@@ -113,7 +134,7 @@ std::string CTable::header() const {
 }
 
 std::string CTable::line(const Record& record) const {
-  return join(cellsOf(columns_, [&](const Column& column) { return printable(cellText(record, column.key)); }));
+  return join(cellsOf(columns_, [&](const Column& column) { return cellText(record, column.key); }));
 }
 
 std::string CTable::join(const std::vector<std::string>& cells) const {

@@ -66,6 +66,9 @@ class CRecordWriter {
 /// Writes one record by itself; as a table, with a line per field.
 void writeSingle(COutput& output, Format format, const Record& record);
 
+/// A field as tables and CSV show it.
+std::string fieldText(const Record& field);
+
 /// Number of characters that UTF-8 `text` takes on a terminal.
 std::size_t displayWidth(const std::string& text);
 

@@ -14,6 +14,8 @@ namespace {
 
 using driver::AccessRequest;
 
+constexpr int kMostUnanswered = 2;  // each costs a connect and the driver's whole wait
+
 }  // namespace
 
 void CBatcher::read(std::vector<Access>& accesses) {
@@ -25,7 +27,10 @@ void CBatcher::write(std::vector<Access>& accesses) {
 }
 
 void CBatcher::run(AccessRequest::Kind kind, std::vector<Access>& accesses) {
-  for (Access& access : accesses) access.code = kNoAnswer;
+  for (Access& access : accesses) {
+    access.code = kNoAnswer;
+    access.isSent = false;
+  }
   for (auto first = accesses.begin(); first != accesses.end() && !isInterrupted();) {
     const auto last = endOfBatch(kind, first, accesses.end());
     if (std::next(first) == last)
@@ -54,41 +59,67 @@ CBatcher::Iterator CBatcher::endOfBatch(AccessRequest::Kind kind, Iterator first
 
 void CBatcher::runBatch(AccessRequest::Kind kind, Iterator first, Iterator last) {
   const bool isRead = kind == AccessRequest::kRead;
+  const bool wasAnswered = mayConnect_;
+  const Code code = callBatch(kind, first, last);
+  if (code == kNoAnswer && isRead && wasAnswered) return readSeparately(first, last);
+  if (code == kNoAnswer) return;
+  for (auto access = first; access != last; ++access) {
+    if (code != kDone || (isRead && access->words.empty())) runLone(kind, *access);
+  }
+}
+
+CBatcher::Code CBatcher::callBatch(AccessRequest::Kind kind, Iterator first, Iterator last) {
+  const bool isRead = kind == AccessRequest::kRead;
   driver::Batch batch;
-  const auto code = answered([&] {
+  const Code code = answered([&] {
     batch.clear();
-    for (auto access = first; access != last; ++access)
+    for (auto access = first; access != last; ++access) {
+      access->isSent = true;
       batch.push_back({access->reg, isRead ? std::vector<short>() : access->words});
+    }
     return isRead ? session_.driver().readRegisters(batch) : session_.driver().writeRegisters(batch);
   });
-  if (code != kDone && code != kNoAnswer) {
-    for (auto access = first; access != last; ++access) runLone(kind, *access);
-    return;
-  }
   for (auto access = first; access != last; ++access, batch.pop_front()) {
     access->code = code;
-    access->words = std::move(batch.front().words);
+    if (isRead) access->words = std::move(batch.front().words);
+  }
+  return code;
+}
+
+// One point may be what gets them all no answer.
+void CBatcher::readSeparately(Iterator first, Iterator last) {
+  int unanswered = 0;
+  bool isLost = true;
+  for (auto access = first; access != last && unanswered < kMostUnanswered && !isInterrupted(); ++access) {
+    if (isLost) session_.reconnect();
+    access->code = timed([&] { return callLone(AccessRequest::kRead, *access); });
+    isLost = access->code == kNoAnswer;
+    if (isLost) ++unanswered;
+    if (!isLost) mayConnect_ = true;
   }
 }
 
 void CBatcher::runLone(AccessRequest::Kind kind, Access& access) {
-  access.code = answered([&] {
-    if (kind == AccessRequest::kWrite) return session_.driver().writeRegister(access.reg, access.words);
-    access.words.clear();
-    return session_.driver().readRegister(access.reg, access.words);
-  });
+  access.code = answered([&] { return callLone(kind, access); });
 }
 
-std::optional<std::int32_t> CBatcher::timed(const std::function<std::int32_t()>& call) {
+std::int32_t CBatcher::callLone(AccessRequest::Kind kind, Access& access) {
+  access.isSent = true;
+  if (kind == AccessRequest::kWrite) return session_.driver().writeRegister(access.reg, access.words);
+  access.words.clear();
+  return session_.driver().readRegister(access.reg, access.words);
+}
+
+CBatcher::Code CBatcher::timed(const std::function<std::int32_t()>& call) {
   const auto start = std::chrono::steady_clock::now();
-  std::optional<std::int32_t> code;
+  Code code;
   const auto failure = failureOf([&] { code = session_.guarded(call); });
   if (failure && failure->status() != ExitStatus::kRefused) throw CFailure(*failure);
   statistics_.add(std::chrono::steady_clock::now() - start);
   return code;
 }
 
-std::optional<std::int32_t> CBatcher::answered(const std::function<std::int32_t()>& call) {
+CBatcher::Code CBatcher::answered(const std::function<std::int32_t()>& call) {
   auto code = timed(call);
   if (code == kNoAnswer && mayConnect_ && !isInterrupted()) {
     session_.reconnect();

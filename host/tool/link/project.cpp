@@ -1,9 +1,12 @@
 #include "host/tool/link/project.h"
 
 #include <fmt/format.h>
+#include <fnmatch.h>
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
+#include <set>
 
 #include "host/tool/failure.h"
 #include "host/tool/link/helper_files.h"
@@ -17,6 +20,41 @@ bool isRegId(const plant::Point& point, const std::string& text) {
   const char* const end = text.data() + text.size();
   const auto [stop, failure] = std::from_chars(text.data(), end, regId);
   return failure == std::errc() && stop == end && point.regId == regId;
+}
+
+// The square brackets of a pattern are those of an index, never a set of characters.
+std::string withoutSets(const std::string& pattern) {
+  std::string glob;
+  for (const char character : pattern) glob += character == '[' ? std::string("\\[") : std::string(1, character);
+  return glob;
+}
+
+template <typename Condition>
+std::vector<plant::Point> pointsThat(const plant::Link& link, Condition condition) {
+  std::vector<plant::Point> points;
+  std::copy_if(link.points.begin(), link.points.end(), std::back_inserter(points), condition);
+  return points;
+}
+
+void requireOne(const std::vector<plant::Point>& named, const std::string& text) {
+  if (named.size() == 1) return;
+  std::vector<std::int32_t> regIds;
+  for (const plant::Point& point : named) regIds.push_back(point.regId);
+  throw CFailure(ExitStatus::kUsage, fmt::format("{} points are named '{}'", named.size(), text),
+                 fmt::format("name one by its RegId: {}", fmt::join(regIds, ", ")));
+}
+
+// The points that one text of the user's stands for.
+std::vector<plant::Point> meant(const plant::Link& link, const std::string& text) {
+  auto points = pointsThat(link, [&](const plant::Point& point) { return isRegId(point, text); });
+  if (!points.empty()) return points;
+  points = pointsThat(link, [&](const plant::Point& point) { return point.fullName() == text; });
+  if (!points.empty()) return requireOne(points, text), points;
+  if (text.find_first_of("*?") != std::string::npos)
+    points = pointsThat(link, [&](const plant::Point& point) { return matches(text, point); });
+  if (!points.empty()) return points;
+  throw CFailure(ExitStatus::kUsage, fmt::format("link {} has no point '{}'", link.linkId, text),
+                 "'hmi-host points' lists them");
 }
 
 }  // namespace
@@ -44,35 +82,19 @@ plant::Link readPresentLink(const Options& options) {
   return link;
 }
 
-const plant::Point& findPoint(const plant::Link& link, const std::string& text) {
-  const auto& points = link.points;
-  const auto byRegId =
-      std::find_if(points.begin(), points.end(), [&](const auto& each) { return isRegId(each, text); });
-  if (byRegId != points.end()) return *byRegId;
-
-  std::vector<std::int32_t> regIds;
-  const plant::Point* found = nullptr;
-  for (const plant::Point& point : points) {
-    if (point.fullName() != text) continue;
-    found = &point;
-    regIds.push_back(point.regId);
-  }
-  if (regIds.empty())
-    throw CFailure(ExitStatus::kUsage, fmt::format("link {} has no point '{}'", link.linkId, text),
-                   "'hmi-host points' lists them");
-  if (regIds.size() > 1)
-    throw CFailure(ExitStatus::kUsage, fmt::format("{} points are named '{}'", regIds.size(), text),
-                   fmt::format("name one by its RegId: {}", fmt::join(regIds, ", ")));
-  return *found;
+bool matches(const std::string& pattern, const plant::Point& point) {
+  const std::string glob = withoutSets(pattern);
+  const auto fits = [&](const std::string& text) { return fnmatch(glob.c_str(), text.c_str(), FNM_CASEFOLD) == 0; };
+  return fits(point.fullName()) || fits(std::to_string(point.regId));
 }
 
 std::vector<plant::Point> findPoints(const plant::Link& link, const std::vector<std::string>& texts) {
   std::vector<plant::Point> found;
+  std::set<std::int32_t> regIds;
   for (const std::string& text : texts) {
-    const plant::Point& point = findPoint(link, text);
-    const bool isNew =
-        std::none_of(found.begin(), found.end(), [&](const auto& each) { return each.regId == point.regId; });
-    if (isNew) found.push_back(point);
+    for (const plant::Point& point : meant(link, text)) {
+      if (regIds.insert(point.regId).second) found.push_back(point);
+    }
   }
   return found;
 }

@@ -20,11 +20,12 @@ void requirePresent(const plant::Link& link);
 /// Both of the above.
 plant::Link readPresentLink(const Options& options);
 
-/// The point that a user means by `text`: a RegId or a full name. Throws CFailure (usage) when there is none, or more
-/// than one.
-const plant::Point& findPoint(const plant::Link& link, const std::string& text);
+/// Whether the point's name or RegId is one that `pattern` stands for: * is any text, ? any character, upper and lower
+/// case are alike.
+bool matches(const std::string& pattern, const plant::Point& point);
 
-/// The points that a user names, in that order, one named twice only once. Throws as findPoint.
+/// The points that a user names, in that order, one named twice only once: each text is a RegId, a full name, or a
+/// pattern. Throws CFailure (usage) when one stands for no point, or when several points have the name.
 std::vector<plant::Point> findPoints(const plant::Link& link, const std::vector<std::string>& texts);
 
 /// Length in bytes of the register for `point`.

@@ -33,6 +33,10 @@ driver::CConfig configOf(const Options& options) {
   return config;
 }
 
+std::string remedyFor(std::int32_t code, std::int32_t link) {
+  return fmt::format("{}; its log is {}", textOf(code).remedy, helperLog(link));
+}
+
 std::string whatToDoWithHelper(std::int32_t link) {
   return fmt::format("look at the end of its log, {}; if its process still runs, end it: {} has its number",
                      helperLog(link), helperPidFile(link));
@@ -79,8 +83,9 @@ void CSession::init() {
                    fmt::format("the helper of link {} does not take the project file (init {})", options_.link, code),
                    whatToDoWithHelper(options_.link));
   throw CFailure(ExitStatus::kRefused,
-                 fmt::format("the helper of link {} refused the project file with code {}", options_.link, code),
-                 fmt::format("its log says what it dislikes: {}", helperLog(options_.link)));
+                 fmt::format("the helper of link {} refused the project file with code {}: {}", options_.link, code,
+                             textOf(code).meaning),
+                 remedyFor(code, options_.link));
 }
 
 void CSession::connect() {
@@ -94,8 +99,9 @@ void CSession::connect() {
                    fmt::format("the helper of link {} does not answer (connect {})", options_.link, code),
                    whatToDoWithHelper(options_.link));
   throw CFailure(ExitStatus::kRefused,
-                 fmt::format("the helper of link {} refused to connect with code {}", options_.link, code),
-                 fmt::format("look at the link's parameters and the helper's log, {}", helperLog(options_.link)));
+                 fmt::format("the helper of link {} refused to connect with code {}: {}", options_.link, code,
+                             textOf(code).meaning),
+                 remedyFor(code, options_.link));
 }
 
 // The rest of a broken answer stays in a driver's client as long as the driver lives.

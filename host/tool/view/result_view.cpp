@@ -4,10 +4,12 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <optional>
 #include <type_traits>
 #include <variant>
 
 #include "host/tool/console/error_relay.h"
+#include "host/tool/link/helper_files.h"
 #include "host/tool/link/result_codes.h"
 
 namespace tool {
@@ -30,6 +32,31 @@ Record jsonOf(const plant::Value& value) {
       value);
 }
 
+// Result: none for a value that is no floating-point number.
+std::optional<std::string> roundedText(const plant::Value& value, int precision) {
+  return std::visit(
+      [&](const auto& held) -> std::optional<std::string> {
+        if constexpr (std::is_floating_point_v<std::decay_t<decltype(held)>>)
+          return fmt::format("{:.{}f}", held, precision);
+        else
+          return std::nullopt;
+      },
+      value);
+}
+
+std::size_t usualWidth(plant::DataType type) {
+  switch (type) {
+    case plant::DataType::kBool:
+      return 5;
+    case plant::DataType::kReal:
+      return 10;
+    case plant::DataType::kDouble:
+      return 18;
+    default:
+      return 6;
+  }
+}
+
 }  // namespace
 
 std::vector<Column> resultColumns() {
@@ -44,33 +71,59 @@ Record recordOf(const Result& result) {
   if (result.access.code) record["code"] = *result.access.code;
   if (result.access.code == kDone) record["words"] = result.access.words;
   if (result.value) record["value"] = jsonOf(*result.value);
-  record["type"] = typeText(result.point());
+  record["type"] = typeOf(result.point());
   return record;
 }
 
-std::string complaintOf(const Result& result) {
+Record recordOf(const Result& result, int precision) {
+  Record record = recordOf(result);
+  if (result.value) record["value"] = roundedText(*result.value, precision).value_or(fieldText(record["value"]));
+  return record;
+}
+
+std::string valueText(const Result& result) {
+  return fieldText(jsonOf(*result.value));
+}
+
+Record wideRecordOf(const plant::Point& point) {
+  Record record;
+  record["regId"] = point.regId;
+  record["name"] = point.fullName();
+  record["value"] = std::string(usualWidth(point.type), ' ');
+  record["type"] = typeOf(point);
+  return record;
+}
+
+std::string complaintOf(const Result& result, const Options& options) {
   const std::string who = fmt::format("{} (RegId {})", result.point().fullName(), result.point().regId);
   const std::optional<std::int32_t> code = result.access.code;
-  if (!code) return who + ": the helper answered with text that is no number that fits";
-  if (code == kNoAnswer) return fmt::format("{}: no answer from the helper ({})", who, *code);
-  if (code != kDone) return fmt::format("{}: the helper answered code {}; its log says why", who, *code);
-
+  const std::string log = helperLog(options.link);
+  if (!code)
+    return fmt::format("{}: the helper answered with text that is no number that fits; its log is {}", who, log);
+  if (code != kDone) {
+    const CodeText text = textOf(*code);
+    return fmt::format("{}: {} (code {}); {}; its log is {}", who, text.meaning, *code, text.remedy, log);
+  }
   const auto& words = result.access.words;
   return fmt::format("{}: value not readable as {}: words {}; compare DataType with what the device sends", who,
                      typeText(result.point()), words.empty() ? "(none)" : fmt::format("{}", fmt::join(words, " ")));
 }
 
+Record typeOf(const plant::Point& point) {
+  return point.dataTypeWord.empty() ? Record(nullptr) : Record(point.dataTypeWord);
+}
+
 std::string typeText(const plant::Point& point) {
-  return point.dataTypeWord.empty() ? "-" : point.dataTypeWord;
+  return point.dataTypeWord.empty() ? "whole number" : point.dataTypeWord;
 }
 
 void addTo(CRecordWriter& writer, const std::vector<Result>& results) {
   for (const Result& result : results) writer.add(recordOf(result), result.isGood ? Tone::kPlain : Tone::kBad);
 }
 
-void complainOf(const std::vector<Result>& results) {
+void complainOf(const std::vector<Result>& results, const Options& options) {
   for (const Result& result : results) {
-    if (!result.isGood) complain(complaintOf(result));
+    if (!result.isGood) complain(complaintOf(result, options));
   }
 }
 

@@ -10,17 +10,27 @@ namespace tool {
 
 std::vector<Column> resultColumns();
 Record recordOf(const Result& result);
+/// The same, with so many digits behind the point of a REAL or DOUBLE.
+Record recordOf(const Result& result, int precision);
+
+/// A good result's value as tables show it.
+std::string valueText(const Result& result);
+
+/// A record as wide as the ones of this point will be, but for rare values.
+Record wideRecordOf(const plant::Point& point);
 
 /// One line for the user on why the access failed.
-std::string complaintOf(const Result& result);
+std::string complaintOf(const Result& result, const Options& options);
 
-/// "DataType" of the project file, "-" when it has none.
+/// "DataType" of the project file, null when it has none.
+Record typeOf(const plant::Point& point);
+/// The same within a sentence.
 std::string typeText(const plant::Point& point);
 
 /// A record per result, failures in the tone for them.
 void addTo(CRecordWriter& writer, const std::vector<Result>& results);
 
 /// One line per failure to standard error.
-void complainOf(const std::vector<Result>& results);
+void complainOf(const std::vector<Result>& results, const Options& options);
 
 }  // namespace tool
