@@ -101,7 +101,7 @@ pid_t processOf(const ConnectedDriver& plant) {
 }
 
 void stopHelper(ConnectedDriver& plant) {
-  kill(processOf(plant), SIGSTOP);
+  EXPECT_TRUE(plant.project.signalHelper(SIGSTOP));
 }
 
 void killHelper(ConnectedDriver& plant) {
@@ -192,7 +192,7 @@ const Fault kFaults[] = {
 
 // A helper whose files are another's by now is not ended with its project.
 void endLeftOver(const ConnectedDriver& plant, pid_t helper) {
-  if (helper == processOf(plant)) return;
+  if (helper <= 0 || helper == processOf(plant)) return;
   const std::string commandLine = support::readFile("/proc/" + std::to_string(helper) + "/cmdline");
   if (commandLine.find(plant.project.dir.project()) != std::string::npos) kill(helper, SIGKILL);
 }

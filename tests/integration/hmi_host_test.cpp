@@ -59,7 +59,7 @@ TEST(HmiHost, PrintsWhatItsPageShows) {
       continue;
     }
     if (example.command.find("doctor") != std::string::npos) {  // shown with the helper missing
-      kill(tool.project.helperPid(), SIGTERM);
+      ASSERT_TRUE(tool.project.signalHelper(SIGTERM));
       ASSERT_TRUE(support::waitUntil([&] { return !std::filesystem::exists(tool.project.linkFile(".sock")); }));
       std::filesystem::remove(tool.project.dir.file("BACnet_Velix"));
     }

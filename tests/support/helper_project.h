@@ -78,12 +78,15 @@ class HelperProject {
     return named_ = pid;
   }
 
+  /// Sends the running helper a signal; false, and none is sent, when there is none that was started from this project.
+  bool signalHelper(int signal) const {
+    const pid_t pid = helperPid();
+    return pid > 0 && kill(pid, signal) == 0;
+  }
+
   /// SIGKILL; returns when the process has ended, be it that nobody has taken note of it yet.
   void killHelper() const {
-    const pid_t pid = helperPid();
-    if (pid == 0) return;
-    kill(pid, SIGKILL);
-    awaitEnd();
+    if (signalHelper(SIGKILL)) awaitEnd();
   }
 
   /// Returns when the process that `helperPid` named last has ended: before that its socket may still accept.
