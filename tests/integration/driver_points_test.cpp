@@ -6,7 +6,6 @@ namespace {
 
 using support::batchOf;
 using support::ConnectedDriver;
-using support::preparedRegister;
 using support::symbolXml;
 using support::Words;
 
