@@ -69,9 +69,9 @@ struct DeviceProfile {
   std::size_t maxApdu = 480;
   Segmentation segmentation = Segmentation::kNone;
   std::uint32_t vendor = 0;
+  BitString services;  ///< protocol-services-supported; empty where it has not been read
   bool isSilent = false;
-  std::size_t readBatch =
-      0;  ///< most properties of a request that the device has turned out to take; 0: no limit known
+  std::size_t readBatch = 0;  ///< properties a request that the device has turned out to take; 0: no limit known
   std::size_t writeBatch = 0;
 };
 

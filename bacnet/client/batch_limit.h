@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+
+#include "bacnet/client/request.h"
+
+namespace bacnet {
+
+struct ReadItem;
+
+/// Octets of one item in a ReadPropertyMultiple request, and in its answer if the value is as long as expected.
+std::size_t requestOctets(const ReadItem& item);
+std::size_t answerOctets(const ReadItem& item);
+
+/// What to do after a batch of several items has been answered.
+enum class BatchRemedy {
+  kNone,     ///< the answer stands for all of them
+  kSplit,    ///< one item spoilt it: smaller ones, this time
+  kSmaller,  ///< smaller ones from now on
+  kNever,    ///< the device does not know the service
+};
+BatchRemedy remedyFor(ConfirmedService service, const Answer& answer);
+
+/// How many items a device takes in one request, as it has turned out.
+class CBatchLimit {
+ public:
+  explicit CBatchLimit(bool isAllowed) : most_(isAllowed ? kNoLimit : 1) {}
+
+  std::size_t most() const { return most_; }
+  bool isKnown() const { return most_ != kNoLimit; }
+
+  void refuse() { most_ = 1; }
+  void refuse(std::size_t items);  ///< so many were too many
+
+  /// A batch of `items` has had no answer; `judge` says afterwards whether the device was there all the time.
+  void suspect(std::size_t items) { suspected_ = items; }
+  void judge(bool wasThere);
+
+ private:
+  static constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
+
+  std::size_t most_;
+  std::size_t suspected_ = 0;
+};
+
+}  // namespace bacnet

@@ -1,0 +1,359 @@
+#include "bacnet/client/device_client.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "bacnet/client/device_text.h"
+#include "bacnet/client/discovery.h"
+#include "bacnet/client/profile_reader.h"
+#include "bacnet/client/property_reader.h"
+#include "bacnet/client/property_writer.h"
+#include "bacnet/client/silence.h"
+#include "bacnet/client/subscriptions.h"
+#include "bacnet/number/failures.h"
+#include "bacnet/number/properties.h"
+#include "bacnet/service/property.h"
+
+namespace bacnet {
+
+namespace {
+
+constexpr std::size_t kReadMultipleBit = 14;  // of protocol-services-supported
+constexpr std::size_t kWriteMultipleBit = 16;
+constexpr std::uint8_t kMessageTooLong = 4;  // reason of a Reject-Message-To-Network
+
+bool isRefused(const BitString& services, std::size_t bit) {
+  return bit < services.bits.size() && !services.bits[bit];
+}
+
+}  // namespace
+
+/// What the parts have to do with each other; what each of them does is in its own file.
+struct CDeviceClient::Impl {
+  Impl(CNetwork& networkUsed, io::CTimers& timersUsed, DeviceSettings settings);
+
+  void prepare();
+  void openQueue();
+  void heard();
+  void endSilence();
+  void fallSilent(Failure::Kind kind);
+  void unreachable();
+  void probe();
+  void tellSilence();
+  void find(const Station& station);
+  void onIAm(const Incoming& from, const IAm& answer, bool wasSilent);
+  void applyIAm(const IAm& answer);
+  void onUnconfirmed(const Incoming& from, const UnconfirmedRequest& request, bool wasSilent);
+  void onConfirmed(const Incoming& from, const ConfirmedRequest& request);
+  bool answerNotification(const ConfirmedRequest& request, Apdu& answer);
+  void onRouterSays(const Incoming& from, const NetworkMessage& message);
+  bool isFromDevice(const Incoming& from) const {
+    return state.profile.station && !from.isBroadcast && from.station == *state.profile.station;
+  }
+
+  CNetwork& network;
+  io::CTimers& timers;
+  DeviceState state;
+  CTransactions transactions;
+  CDeviceQueue queue;
+  CPropertyReader reader;
+  CPropertyWriter writer;
+  CProfileReader profileReader;
+  CSilence silence;
+  CDiscovery discovery;
+  CSubscriptions subscriptions;
+  bool hasProfile = false;
+  bool isAsking = false;  // for the profile
+  io::TimePoint lastHeard{};
+  std::optional<std::uint32_t> stranger;  // the other device that was told of last
+  io::CTimer notFound;
+};
+
+CDeviceClient::Impl::Impl(CNetwork& networkUsed, io::CTimers& timersUsed, DeviceSettings settings)
+    : network(networkUsed),
+      timers(timersUsed),
+      state{std::move(settings), {}, {}, {}},
+      transactions(network, timers),
+      queue(transactions),
+      reader(timers, queue, state),
+      writer(timers, queue, state),
+      profileReader(transactions, state),
+      silence(
+          timers, [this] { probe(); }, [this] { tellSilence(); }),
+      discovery(network, timers, state.settings, [this](const Station& station) { find(station); }),
+      subscriptions(timers, queue, state, [this](std::vector<ReadItem> items) {
+        reader.readAnew(std::move(items), timers.now() + kCompareEvery, [](const auto&) {});
+      }) {
+  state.profile.deviceId = state.settings.deviceId;
+  state.profile.station = discovery.fixed();
+  state.failure.kind = state.profile.station ? Failure::Kind::kSilent : Failure::Kind::kNotFound;
+  transactions.onFree([this] { queue.pump(); });
+  transactions.onOverdue([this](io::TimePoint since) {
+    // A device that has been heard since the first repetition is there and does not answer this one.
+    if (lastHeard < since + kTryInterval) return fallSilent(Failure::Kind::kSilent);
+    reader.limit().judge(true);
+    writer.limit().judge(true);
+  });
+  reader.setCache([this](const PropertyAddress& address) { return subscriptions.value(address); });
+  reader.onValue(
+      [this](const PropertyAddress& address, const Values& values) { subscriptions.onRead(address, values); });
+  writer.onWrite([this](const ObjectId& object) {
+    reader.late().drop(object);
+    subscriptions.drop(object);
+  });
+}
+
+/// Brings the client nearer to an open queue, by one step.
+void CDeviceClient::Impl::prepare() {
+  if (queue.isOpen() || silence.isOn()) return;
+  if (!state.profile.station) {
+    if (discovery.isSearching()) return;
+    discovery.search();
+    notFound = timers.after(kOverdueAfter, [this] { fallSilent(Failure::Kind::kNotFound); });
+  } else if (hasProfile) {
+    openQueue();
+  } else if (!std::exchange(isAsking, true)) {
+    profileReader.read([this] {
+      isAsking = false;
+      hasProfile = true;
+      if (isRefused(state.profile.services, kReadMultipleBit)) reader.limit().refuse();
+      if (isRefused(state.profile.services, kWriteMultipleBit)) writer.limit().refuse();
+      openQueue();
+    });
+  }
+}
+
+void CDeviceClient::Impl::openQueue() {
+  const bool takesSegments =
+      state.profile.segmentation == Segmentation::kBoth || state.profile.segmentation == Segmentation::kReceive;
+  const bool isFast = state.profile.maxApdu >= kOwnMaxApdu && !state.isRouted();
+  queue.open(Peer{*state.profile.station, state.largestApdu(), takesSegments}, isFast ? 2 : 1);
+}
+
+void CDeviceClient::Impl::heard() {
+  lastHeard = timers.now();
+  subscriptions.heard(lastHeard);
+  if (silence.isOn()) endSilence();
+}
+
+void CDeviceClient::Impl::endSilence() {
+  const auto ended = silence.end();
+
+  const bool wasThere = ended == CSilence::Ended::kAtOnce;
+  if (wasThere && isAsking) hasProfile = true;  // it gives no answer to what it was asked for
+  isAsking = false;
+  state.profile.isSilent = false;
+  reader.limit().judge(wasThere);
+  writer.limit().judge(wasThere);
+  if (!wasThere && state.failure.kind != Failure::Kind::kNotFound) state.tell(deviceText(state) + " answers again");
+  state.failure = {};
+  discovery.stop();
+  prepare();
+  if (wasThere) {
+    subscriptions.resume();
+  } else {
+    subscriptions.renewAll();
+  }
+}
+
+void CDeviceClient::Impl::fallSilent(Failure::Kind kind) {
+  if (silence.isOn()) return;
+  profileReader.stop();
+  queue.close();
+  state.profile.isSilent = true;
+  state.failure.kind = kind;
+  silence.begin();
+  queue.failAll(state.failure);
+}
+
+void CDeviceClient::Impl::unreachable() {
+  fallSilent(Failure::Kind::kUnreachable);
+  transactions.failAll(Answer::Kind::kUnreachable);
+}
+
+void CDeviceClient::Impl::probe() {
+  if (!state.profile.station) return;
+  Request request;
+  request.service = ConfirmedService::kReadProperty;
+  request.data = encode(ReadPropertyRequest{deviceObject(state), {property::kObjectIdentifier, {}}});
+  request.done = [](const Answer&) {};  // that it was heard is enough
+  transactions.start(Peer{*state.profile.station}, std::move(request), CTransactions::Tries::kOnce);
+}
+
+void CDeviceClient::Impl::tellSilence() {
+  const bool isLost = state.failure.kind == Failure::Kind::kNotFound;
+  state.tell(deviceText(state) + (isLost ? " is not found" : " does not answer"));
+  discovery.search();
+}
+
+void CDeviceClient::Impl::find(const Station& station) {
+  if (state.profile.station == station) return;
+  const bool isMove = state.profile.station.has_value();
+  const std::string before = deviceText(state);
+  state.profile.station = station;
+  notFound.cancel();
+  discovery.stop();
+  profileReader.stop();
+  isAsking = false;
+  queue.close();
+  state.tell(isMove ? before + " has moved to " + stationText(station) : deviceText(state) + " is found");
+  if (silence.isOn()) endSilence();
+  state.failure = {};
+  transactions.moveTo(station);
+  prepare();
+  if (isMove) subscriptions.renewAll();
+}
+
+void CDeviceClient::Impl::applyIAm(const IAm& answer) {
+  state.profile.deviceId = answer.device;
+  state.profile.maxApdu = usableApdu(answer.maxApdu);
+  state.profile.segmentation = answer.segmentation;
+  state.profile.vendor = answer.vendor;
+  hasProfile = true;
+  isAsking = false;
+  profileReader.stop();
+}
+
+void CDeviceClient::Impl::onIAm(const Incoming& from, const IAm& answer, bool wasSilent) {
+  const bool isHere = state.profile.station && from.station == *state.profile.station;
+  const auto& expected = state.settings.deviceId;
+  if (expected && *expected != answer.device) {
+    if (!isHere || stranger == answer.device) return;
+    stranger = answer.device;
+    return state.tell("device " + std::to_string(answer.device) + " says that it is at the address of " +
+                      deviceText(state));
+  }
+  if (!isHere && (!expected || discovery.fixed())) return;
+  applyIAm(answer);
+  find(from.station);
+  heard();
+  openQueue();  // it may take more than it did
+  if (wasSilent) subscriptions.renewAll();
+}
+
+void CDeviceClient::Impl::onUnconfirmed(const Incoming& from, const UnconfirmedRequest& request, bool wasSilent) {
+  if (request.service == UnconfirmedService::kIAm) {
+    if (const auto answer = parseIAm(request.data)) onIAm(from, *answer, wasSilent);
+  } else if (request.service == UnconfirmedService::kUnconfirmedCovNotification && isFromDevice(from)) {
+    if (const auto notification = parseCovNotification(request.data)) subscriptions.onNotification(*notification);
+  }
+}
+
+/// What the device asks of us: the notifications that it wants acknowledged, nothing else.
+void CDeviceClient::Impl::onConfirmed(const Incoming& from, const ConfirmedRequest& request) {
+  Apdu answer = RejectPdu{request.invokeId, reject_reason::kUnrecognizedService};
+  if (request.segment) {
+    answer = AbortPdu{request.invokeId, true, abort_reason::kSegmentationNotSupported};
+  } else if (request.service == ConfirmedService::kConfirmedCovNotification && !answerNotification(request, answer)) {
+    return;
+  }
+  network.send(from.station, answer, false);
+}
+
+/// Result: false if it is for another process, which may be another program's: none of ours to answer.
+bool CDeviceClient::Impl::answerNotification(const ConfirmedRequest& request, Apdu& answer) {
+  const auto notification = parseCovNotification(request.data);
+  if (!notification) {
+    answer = RejectPdu{request.invokeId, reject_reason::kInvalidTag};
+    return true;
+  }
+  if (notification->process != state.settings.process) return false;
+  if (subscriptions.knows(notification->object)) {
+    subscriptions.onNotification(*notification);
+    answer = SimpleAck{request.invokeId, request.service};
+    return true;
+  }
+  static const std::string kUnknown =
+      encodeError(ConfirmedService::kConfirmedCovNotification,
+                  ErrorReply{{error_class::kServices, error_code::kUnknownSubscription}, {}});
+  answer = ErrorPdu{request.invokeId, request.service, kUnknown};
+  return true;
+}
+
+void CDeviceClient::Impl::onRouterSays(const Incoming& from, const NetworkMessage& message) {
+  if (!state.isRouted() || from.datagramFrom != state.profile.station->address) return;
+  const std::uint16_t deviceNetwork = state.profile.station->remote->network;
+  switch (static_cast<NetworkMessageType>(message.type)) {
+    case NetworkMessageType::kRejectMessageToNetwork: {
+      const auto rejected = parseRejectedMessage(message.data);
+      if (!rejected || rejected->network != deviceNetwork) return;
+      if (rejected->reason == kMessageTooLong) return transactions.failAll(Answer::Kind::kTooLong);
+      return unreachable();
+    }
+    case NetworkMessageType::kRouterBusyToNetwork: {
+      const auto networks = parseNetworks(message.data);
+      if (!networks) return;
+      const bool isOurs =
+          networks->empty() || std::find(networks->begin(), networks->end(), deviceNetwork) != networks->end();
+      if (isOurs) unreachable();
+      return;
+    }
+    default:
+      return;
+  }
+}
+
+CDeviceClient::CDeviceClient(CNetwork& network, io::CTimers& timers, DeviceSettings settings)
+    : impl_(std::make_unique<Impl>(network, timers, std::move(settings))) {}
+
+CDeviceClient::~CDeviceClient() = default;
+
+void CDeviceClient::onEvent(EventHandler handler) {
+  impl_->state.event = std::move(handler);
+}
+
+void CDeviceClient::start() {
+  impl_->prepare();
+}
+
+const DeviceProfile& CDeviceClient::profile() const {
+  DeviceProfile& profile = impl_->state.profile;
+  profile.readBatch = impl_->reader.limit().isKnown() ? impl_->reader.limit().most() : 0;
+  profile.writeBatch = impl_->writer.limit().isKnown() ? impl_->writer.limit().most() : 0;
+  return profile;
+}
+
+void CDeviceClient::read(std::vector<ReadItem> items, io::TimePoint deadline,
+                         std::function<void(std::vector<ReadOutcome>)> done) {
+  impl_->prepare();
+  impl_->reader.read(std::move(items), deadline, std::move(done));
+}
+
+void CDeviceClient::write(std::vector<WriteItem> items, io::TimePoint deadline,
+                          std::function<void(std::vector<WriteOutcome>)> done) {
+  impl_->prepare();
+  impl_->writer.write(std::move(items), deadline, std::move(done));
+}
+
+void CDeviceClient::subscribe(ObjectId object, bool confirmed) {
+  impl_->prepare();
+  impl_->subscriptions.add(object, confirmed);
+}
+
+void CDeviceClient::onApdu(const Incoming& from, const Apdu& apdu) {
+  const bool wasSilent = impl_->silence.isOn();
+  const bool isFromDevice = impl_->isFromDevice(from);
+  if (isFromDevice) impl_->heard();
+  if (const auto* unconfirmed = std::get_if<UnconfirmedRequest>(&apdu)) {
+    impl_->onUnconfirmed(from, *unconfirmed, wasSilent);
+  } else if (const auto* confirmed = std::get_if<ConfirmedRequest>(&apdu)) {
+    if (isFromDevice) impl_->onConfirmed(from, *confirmed);
+  } else if (isFromDevice) {
+    impl_->transactions.take(from, apdu);
+  }
+}
+
+void CDeviceClient::onMessage(const Incoming& from, const NetworkMessage& message) {
+  if (message.type == static_cast<std::uint8_t>(NetworkMessageType::kIAmRouterToNetwork)) {
+    if (const auto networks = parseNetworks(message.data)) impl_->discovery.onRouter(from.station.address, *networks);
+  } else {
+    impl_->onRouterSays(from, message);
+  }
+}
+
+void CDeviceClient::onRefused(const io::Address& to) {
+  const auto& station = impl_->state.profile.station;
+  if (station && station->address == to) impl_->unreachable();
+}
+
+}  // namespace bacnet

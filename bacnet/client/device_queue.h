@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <memory>
+
+#include "bacnet/client/transactions.h"
+#include "bacnet/client/work.h"
+
+namespace bacnet {
+
+/// What waits for one device: whoever has a request to send gets one turn after the other, however much the others
+/// have. Sends nothing before it has been opened.
+class CDeviceQueue {
+ public:
+  explicit CDeviceQueue(CTransactions& transactions) : transactions_(transactions) {}
+
+  /// Nothing if it is in the queue already.
+  void add(std::shared_ptr<CWork> work);
+
+  /// `peer` may be sent to, `window` requests at a time.
+  void open(const Peer& peer, std::size_t window);
+  void close() { window_ = 0; }
+  bool isOpen() const { return window_ > 0; }
+
+  /// Drops everything.
+  void failAll(const Failure& failure);
+
+  /// Sends what may be sent now.
+  void pump();
+
+ private:
+  CTransactions& transactions_;
+  std::deque<std::shared_ptr<CWork>> waiting_;
+  Peer peer_;
+  std::size_t window_ = 0;
+  bool isPumping_ = false;
+};
+
+}  // namespace bacnet

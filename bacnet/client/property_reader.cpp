@@ -1,0 +1,217 @@
+#include "bacnet/client/property_reader.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "bacnet/client/answers.h"
+#include "bacnet/client/call.h"
+#include "bacnet/service/property.h"
+
+namespace bacnet {
+
+namespace {
+
+constexpr std::size_t kRequestHeader = 4;  // octets of the PDU before the service's own
+constexpr std::size_t kAnswerHeader = 3;
+
+}  // namespace
+
+class CPropertyReader::CReadCall : public CCall<ReadItem, ReadOutcome>, public std::enable_shared_from_this<CReadCall> {
+ public:
+  CReadCall(CPropertyReader& reader, std::vector<ReadItem> items, Done done)
+      : CCall(std::move(items), std::move(done)), reader_(reader) {}
+
+  /// Settles what `known` has.
+  template <typename Known>
+  void settleKnown(const Known& known) {
+    const auto isKnown = [&](std::size_t i) {
+      auto outcome = known(item(i).address);
+      if (outcome) settle(i, std::move(*outcome));
+      return isSettled(i);
+    };
+    waiting_.erase(std::remove_if(waiting_.begin(), waiting_.end(), isKnown), waiting_.end());
+    finish();
+  }
+
+  std::optional<Request> next() override;
+
+ private:
+  Batch nextBatch();
+  Request request(Batch batch);
+  void onAnswer(const Batch& batch, const Answer& answer);
+  void onMultiple(const Batch& batch, std::string_view data);
+  void again(const Batch& batch);
+  void take(std::size_t i, ReadOutcome outcome);
+
+  CPropertyReader& reader_;
+};
+
+Batch CPropertyReader::CReadCall::nextBatch() {
+  const std::size_t room = reader_.state_.largestApdu();
+  const std::size_t most = std::min(most_, reader_.limit_.most());
+  std::size_t requested = kRequestHeader;
+  std::size_t answered = kAnswerHeader;
+  Batch batch;
+  while (!waiting_.empty() && batch.size() < most) {
+    const std::size_t i = waiting_.back();
+    auto late = isOver() ? std::nullopt : reader_.late_.take(item(i).address, reader_.timers_.now());
+    if (late) {
+      waiting_.pop_back();
+      settle(i, std::move(*late));
+      continue;
+    }
+    requested += requestOctets(item(i));
+    answered += answerOctets(item(i));
+    if (!batch.empty() && std::max(requested, answered) > room) break;
+    waiting_.pop_back();
+    batch.push_back(i);
+  }
+  return batch;
+}
+
+std::optional<Request> CPropertyReader::CReadCall::next() {
+  auto batch = nextBatch();
+  finish();
+  if (batch.empty()) return std::nullopt;
+  return request(std::move(batch));
+}
+
+Request CPropertyReader::CReadCall::request(Batch batch) {
+  Request request;
+  if (batch.size() == 1) {
+    const auto& address = item(batch.front()).address;
+    request.service = ConfirmedService::kReadProperty;
+    request.data = encode(ReadPropertyRequest{address.object, address.reference});
+  } else {
+    ReadPropertyMultipleRequest multiple;
+    for (const std::size_t i : batch) {
+      const auto& address = item(i).address;
+      if (multiple.empty() || multiple.back().object != address.object) multiple.push_back({address.object, {}});
+      multiple.back().references.push_back(address.reference);
+    }
+    request.service = ConfirmedService::kReadPropertyMultiple;
+    request.data = encode(multiple);
+  }
+  request.done = [call = shared_from_this(), batch = std::move(batch)](const Answer& answer) {
+    call->onAnswer(batch, answer);
+  };
+  return request;
+}
+
+void CPropertyReader::CReadCall::onAnswer(const Batch& batch, const Answer& answer) {
+  if (batch.size() == 1) {
+    take(batch.front(), readOutcome(item(batch.front()).address, answer));
+    return finish();
+  }
+  constexpr auto kService = ConfirmedService::kReadPropertyMultiple;
+  switch (remedyFor(kService, answer)) {
+    case BatchRemedy::kNever:
+      reader_.limit_.refuse();
+      return again(batch);
+    case BatchRemedy::kSmaller:
+      reader_.limit_.refuse(batch.size());
+      return again(batch);
+    case BatchRemedy::kSplit:
+      split(batch.size());
+      return again(batch);
+    case BatchRemedy::kNone:
+      break;
+  }
+  if (answer.kind == Answer::Kind::kAck) {
+    onMultiple(batch, answer.data);
+  } else {
+    if (answer.kind == Answer::Kind::kOverdue) reader_.limit_.suspect(batch.size());
+    for (const std::size_t i : batch) take(i, failureOf(kService, answer));
+  }
+  finish();
+}
+
+/// Results are told by what they name; usually they come in the order of the request.
+void CPropertyReader::CReadCall::onMultiple(const Batch& batch, std::string_view data) {
+  auto results = parseReadPropertyMultipleAck(data);
+  if (!results) {
+    split(batch.size());  // one value that is not to be read spoils the others
+    return again(batch);
+  }
+  std::vector<std::size_t> open(batch.rbegin(), batch.rend());
+  for (auto& [object, of] : *results) {
+    for (auto& [reference, result] : of) {
+      const auto isIt = [this, &named = object, &property = reference](std::size_t i) {
+        return item(i).address.object == named && item(i).address.reference == property;
+      };
+      const auto found = std::find_if(open.rbegin(), open.rend(), isIt);
+      if (found == open.rend()) continue;
+      const std::size_t i = *found;
+      open.erase(std::next(found).base());
+      if (auto* values = std::get_if<Values>(&result)) {
+        take(i, std::move(*values));
+      } else {
+        Failure failure;
+        failure.kind = Failure::Kind::kError;
+        failure.error = std::get<Error>(result);
+        take(i, failure);
+      }
+    }
+  }
+  if (open.empty()) return;
+  split(1);  // left out: asked for by itself
+  again(Batch(open.rbegin(), open.rend()));
+}
+
+void CPropertyReader::CReadCall::again(const Batch& batch) {
+  if (isOver()) return;
+  putBack(batch);
+  reader_.queue_.add(shared_from_this());
+}
+
+/// What comes too late for the caller is kept; that nothing has come is none of that.
+void CPropertyReader::CReadCall::take(std::size_t i, ReadOutcome outcome) {
+  const auto& address = item(i).address;
+  const auto* values = std::get_if<Values>(&outcome);
+  if (values && reader_.value_) reader_.value_(address, *values);
+  const auto* failure = std::get_if<Failure>(&outcome);
+  const bool isNews = !failure || failure->kind != Failure::Kind::kSilent;
+  if (!isSettled(i)) {
+    settle(i, std::move(outcome));
+  } else if (isNews) {
+    reader_.late_.keep(address, std::move(outcome), reader_.timers_.now());
+  }
+}
+
+CPropertyReader::CPropertyReader(io::CTimers& timers, CDeviceQueue& queue, const DeviceState& state)
+    : timers_(timers), queue_(queue), state_(state), limit_(state.settings.mayReadMultiple) {}
+
+void CPropertyReader::read(std::vector<ReadItem> items, io::TimePoint deadline, Done done) {
+  const auto call = std::make_shared<CReadCall>(*this, std::move(items), std::move(done));
+  call->settleKnown([this](const PropertyAddress& address) -> std::optional<ReadOutcome> {
+    const Values* known = cache_ ? cache_(address) : nullptr;
+    if (known) return *known;
+    return late_.take(address, timers_.now());
+  });
+  start(call, deadline);
+}
+
+void CPropertyReader::readAnew(std::vector<ReadItem> items, io::TimePoint deadline, Done done) {
+  start(std::make_shared<CReadCall>(*this, std::move(items), std::move(done)), deadline);
+}
+
+void CPropertyReader::start(std::shared_ptr<CReadCall> call, io::TimePoint deadline) {
+  if (call->isOver()) return;
+  if (state_.profile.isSilent) return call->fail(state_.failure);
+  call->setDeadline(timers_.at(deadline, [this, late = std::weak_ptr<CReadCall>(call)] {
+    if (const auto expired = late.lock()) expire(expired);
+  }));
+  queue_.add(std::move(call));
+}
+
+void CPropertyReader::expire(const std::shared_ptr<CReadCall>& call) {
+  const auto other = leftOver_.lock();
+  if (other && other->hasMore()) {
+    call->dropWaiting();
+  } else {
+    leftOver_ = call;
+  }
+  call->settleRest(state_.failure);
+}
+
+}  // namespace bacnet

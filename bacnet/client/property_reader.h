@@ -1,0 +1,55 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "bacnet/client/batch_limit.h"
+#include "bacnet/client/device_queue.h"
+#include "bacnet/client/device_state.h"
+#include "bacnet/client/late_outcomes.h"
+#include "io/timers.h"
+
+namespace bacnet {
+
+/// Reads of a device's properties: in batches that fit, smaller ones where the device does not take them.
+class CPropertyReader {
+ public:
+  using Done = std::function<void(std::vector<ReadOutcome>)>;
+  /// A value that is known without asking, or none.
+  using Cache = std::function<const Values*(const PropertyAddress& address)>;
+  using ValueHandler = std::function<void(const PropertyAddress& address, const Values& values)>;
+
+  CPropertyReader(io::CTimers& timers, CDeviceQueue& queue, const DeviceState& state);
+
+  void setCache(Cache cache) { cache_ = std::move(cache); }
+  /// Every value that comes from the device.
+  void onValue(ValueHandler handler) { value_ = std::move(handler); }
+
+  /// As CDeviceClient::read.
+  void read(std::vector<ReadItem> items, io::TimePoint deadline, Done done);
+  /// Without what is known already.
+  void readAnew(std::vector<ReadItem> items, io::TimePoint deadline, Done done);
+
+  CBatchLimit& limit() { return limit_; }
+  CLateOutcomes& late() { return late_; }
+
+ private:
+  class CReadCall;
+  friend class CReadCall;
+
+  void start(std::shared_ptr<CReadCall> call, io::TimePoint deadline);
+  void expire(const std::shared_ptr<CReadCall>& call);
+
+  io::CTimers& timers_;
+  CDeviceQueue& queue_;
+  const DeviceState& state_;
+  CBatchLimit limit_;
+  CLateOutcomes late_;
+  std::weak_ptr<CReadCall>
+      leftOver_;  // one whose caller is gone may go on, so that a slow device's last items get a turn
+  Cache cache_;
+  ValueHandler value_;
+};
+
+}  // namespace bacnet

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <functional>
+
+#include "io/timers.h"
+
+namespace bacnet {
+
+/// Whether a device answers, and when it is probed while it does not: after 1, 2, 4, 8, 16 and then every 30 s.
+class CSilence {
+ public:
+  /// `probe` asks the device for something small; `lasts` says once each time that the first probe was not answered:
+  /// it was more than one request that got lost.
+  CSilence(io::CTimers& timers, std::function<void()> probe, std::function<void()> lasts);
+
+  enum class Ended {
+    kWasNone,
+    kAtOnce,  ///< before or by the first probe
+    kLater,
+  };
+
+  void begin();  ///< nothing if it has begun
+  Ended end();
+  bool isOn() const { return static_cast<bool>(timer_); }
+
+ private:
+  void tick();
+
+  io::CTimers& timers_;
+  std::function<void()> probe_;
+  std::function<void()> lasts_;
+  int probes_ = 0;
+  io::Duration wait_{};
+  io::CTimer timer_;
+};
+
+}  // namespace bacnet

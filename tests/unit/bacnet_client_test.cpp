@@ -1,0 +1,395 @@
+#include "support/device_client_fixture.h"
+
+namespace test {
+namespace {
+
+using namespace bacnet;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::SizeIs;
+
+const std::string kNothing;
+
+CScriptedDevice::Script always(const std::function<Apdu(const ConfirmedRequest&)>& answer) {
+  return [answer](const ConfirmedRequest& request, std::size_t) { return std::optional<Apdu>(answer(request)); };
+}
+
+TEST_F(DeviceClient, EachKindOfAnswerHasItsOutcome) {
+  const std::string error = encodeError(ConfirmedService::kReadProperty, {{2, 32}, {}});
+  const std::string other = encode(ReadPropertyAck{analog(4), {property::kPresentValue, {}}, {1.0F}});
+  using Request = ConfirmedRequest;
+  const struct {
+    std::function<Apdu(const Request&)> answer;
+    std::string outcome;
+    int ms;
+  } cases[] = {
+      {[&](const Request& r) {
+         return ErrorPdu{r.invokeId, r.service, error};
+       },
+       "error 32", 2},
+      {[&](const Request& r) {
+         return ErrorPdu{r.invokeId, r.service, "?"};
+       },
+       "undecodable", 2},
+      {[&](const Request& r) {
+         return RejectPdu{r.invokeId, 200};
+       },
+       "reject 200", 2},
+      {[&](const Request& r) {
+         return AbortPdu{r.invokeId, true, 201};
+       },
+       "abort 201", 2},
+      {[&](const Request& r) {
+         return AbortPdu{r.invokeId, false, 4};
+       },
+       "abort 4", 2},
+      {[&](const Request& r) {
+         return ComplexAck{r.invokeId, r.service, {}, other};
+       },
+       "undecodable", 2},
+      {[&](const Request& r) {
+         return SimpleAck{r.invokeId, r.service};
+       },
+       "undecodable", 2},
+      // What answers another request leaves this one waiting.
+      {[&](const Request& r) {
+         return SimpleAck{r.invokeId, ConfirmedService::kWriteProperty};
+       },
+       "silent", 2500},
+      {[&](const Request& r) {
+         return RejectPdu{static_cast<std::uint8_t>(r.invokeId - 1), 0};
+       },
+       "silent", 2500},
+  };
+  make();
+  EXPECT_EQ(readOne(3), "3");
+  for (const auto& one : cases) {
+    device.script = always(one.answer);
+    EXPECT_EQ(readOne(3), one.outcome);
+    EXPECT_EQ(took, one.ms) << one.outcome;
+    wait(seconds(2));  // a probe ends the silence
+  }
+}
+
+TEST_F(DeviceClient, ARequestIsRepeatedAfterOneAndTwoSeconds) {
+  const std::pair<int, int> cases[] = {{0, 2}, {1, 1002}, {2, 2002}};
+  make();
+  for (const auto& [lost, ms] : cases) {
+    loseRequests(lost);
+    EXPECT_EQ(readOne(7), "7");
+    EXPECT_EQ(took, ms);
+  }
+  loseRequests(3);
+  net.forget();
+  EXPECT_EQ(readOne(7), "silent");
+  EXPECT_EQ(took, 2500);
+  EXPECT_THAT(net.sent(), SizeIs(3));
+}
+
+TEST_F(DeviceClient, ASilentDeviceAnswersAtOnceAndIsProbedUntilItIsBack) {
+  make();
+  device.isMute = true;
+  EXPECT_THAT(read(presentValues(11)), Each("silent"));
+  EXPECT_EQ(took, 2500);
+  EXPECT_TRUE(client->profile().isSilent);
+  device.asked.clear();
+  const int since = now();
+  for (int i = 0; i < 11; ++i) EXPECT_EQ(readOne(7), "silent");
+  EXPECT_EQ(now(), since) << "none of them waits";
+  wait(seconds(100));
+  std::vector<int> probes;
+  for (const auto& one : device.asked) probes.push_back((one.ms - device.asked.front().ms) / 1000 + 1);
+  EXPECT_THAT(probes, ElementsAre(1, 3, 7, 15, 31, 61, 91));
+  device.isMute = false;
+  wait(seconds(30));
+  EXPECT_EQ(readOne(7), "7");
+  EXPECT_EQ(took, 2);
+  EXPECT_THAT(events, ElementsAre(HasSubstr("does not answer"), HasSubstr("answers again")));
+}
+
+TEST_F(DeviceClient, OneRequestThatIsNeverAnsweredMakesNoLine) {
+  make();
+  device.script = [](const ConfirmedRequest& request, std::size_t) -> std::optional<Apdu> {
+    const auto read = parseReadProperty(request.data);
+    if (read && read->object == analog(5)) return SegmentAck{};
+    return std::nullopt;
+  };
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(readOne(5), "silent");
+    wait(milliseconds(1500));
+    EXPECT_EQ(readOne(6), "6");
+  }
+  EXPECT_THAT(events, SizeIs(0));
+}
+
+TEST_F(DeviceClient, ALateAnswerIsForTheNextRead) {
+  make();
+  net.setScript([](const io::CFakeNetwork::Datagram& datagram) {
+    io::CFakeNetwork::Fate fate;
+    if (datagram.from == kDevice) fate.delays = {milliseconds(3500)};
+    return fate;
+  });
+  EXPECT_EQ(readOne(9), "silent");
+  wait(seconds(2));
+  device.asked.clear();
+  EXPECT_EQ(readOne(9), "9");
+  EXPECT_EQ(took, 0);
+  EXPECT_THAT(device.asked, SizeIs(0));
+  EXPECT_EQ(readOne(9), "silent") << "only once";
+  wait(seconds(20));
+  net.setScript(nullptr);
+  EXPECT_EQ(readOne(9), "9");
+  EXPECT_EQ(took, 2) << "ten seconds at most";
+}
+
+TEST_F(DeviceClient, AnAnswerCountsFromItsOwnStationOnly) {
+  make();
+  CScriptedDevice stranger(net, clock, kElsewhere, 1);
+  device.isMute = true;
+  const auto impostor = [&](const std::optional<NetworkAddress>& behind, CScriptedDevice& sender) {
+    device.asked.clear();
+    client->read({{presentValue(analog(1)), 5}}, clock.now() + seconds(2), [](const auto&) {});
+    wait(milliseconds(10));
+    const std::string data = encode(ReadPropertyAck{analog(1), {property::kPresentValue, {}}, {666.0F}});
+    sender.behind = behind;
+    device.isMute = false;
+    sender.send(ComplexAck{device.asked.back().invokeId, ConfirmedService::kReadProperty, {}, data});
+    sender.behind = std::nullopt;
+    device.isMute = true;
+  };
+  socket->send(kElsewhere, "");  // so that the stranger knows whom to write to
+  wait(milliseconds(5));
+  stranger.isMute = false;
+  impostor(std::nullopt, stranger);
+  impostor(NetworkAddress{5, "\x07"}, device);
+  device.isMute = false;
+  wait(milliseconds(1500));
+  EXPECT_EQ(readOne(1), "1");
+}
+
+TEST_F(DeviceClient, ARefusedPortEndsTheWaitAndDoesNotStick) {
+  make();
+  net.setRefuses(true);
+  device.moveTo(kElsewhere);
+  EXPECT_EQ(readOne(1), "unreachable");
+  EXPECT_EQ(took, 1);
+  EXPECT_EQ(readOne(1), "unreachable");
+  EXPECT_EQ(took, 0);
+  device.moveTo(kDevice);
+  wait(milliseconds(1010));
+  EXPECT_EQ(readOne(1), "1");
+  EXPECT_THAT(events, SizeIs(0));
+}
+
+TEST_F(DeviceClient, NoInvokeIdIsUsedAgainWhileAnAnswerMayCome) {
+  make([](auto& settings) { settings.mayReadMultiple = false; });
+  net.setWeather({0.1, 0.1, 0.2, 0, milliseconds(3)}, 7);
+  for (int round = 0; round < 40; ++round) {
+    read(presentValues(100));
+    wait(seconds(2));
+  }
+  std::map<int, std::pair<int, int>> lastOf;  // id: first try, and how many
+  int repeats = 0;
+  for (const auto& one : device.asked) {
+    auto [last, isNew] = lastOf.try_emplace(one.invokeId, one.ms, 0);
+    const int since = one.ms - last->second.first;
+    const bool isRepeat = since >= 990 && since < 2600;
+    repeats += isRepeat;
+    if (last->second.second > 1 && !isRepeat) {
+      EXPECT_GE(since, 5900) << "after a repetition";
+    }
+    if (!isRepeat) last->second = {one.ms, 0};
+    ++last->second.second;
+  }
+  EXPECT_GT(repeats, 10);
+}
+
+TEST_F(DeviceClient, BatchesFitWhatBothSidesTake) {
+  const struct {
+    std::size_t apdu;
+    bool hasIndex;
+    std::size_t requests;  // for 100 points whose values take 5 octets
+  } cases[] = {{50, false, 50}, {206, false, 9}, {480, false, 4}, {1476, false, 2}, {480, true, 4}};
+  for (const auto& one : cases) {
+    device.maxApdu = one.apdu;
+    make([](auto& settings) { settings.mayReadMultiple = true; });
+    auto items = presentValues(100);
+    if (one.hasIndex) {
+      for (auto& item : items) {
+        item.address.reference = {property::kPriorityArray, 8};
+        device.properties[item.address] = Values{1.0F};
+      }
+    }
+    const auto outcomes = read(std::move(items));
+    EXPECT_EQ(outcomes[99], one.hasIndex ? "1" : "99");
+    EXPECT_EQ(device.asked.size(), one.requests) << one.apdu;
+    for (const auto& asked : device.asked) EXPECT_LE(asked.octets, one.apdu);
+    device.asked.clear();
+    write(writesOf(1, 0), milliseconds(2500));
+  }
+}
+
+TEST_F(DeviceClient, ARefusedBatchIsMadeSmallerAndThatRemembered) {
+  const auto never = [](std::size_t) { return false; };
+  const auto upTo = [](std::size_t most) { return [most](std::size_t items) { return items <= most; }; };
+  using Answer = std::function<Apdu(const ConfirmedRequest&)>;
+  const Answer reject9 = [](const auto& r) { return RejectPdu{r.invokeId, 9}; };
+  const Answer reject0 = [](const auto& r) { return RejectPdu{r.invokeId, 0}; };
+  const Answer abort4 = [](const auto& r) { return AbortPdu{r.invokeId, true, 4}; };
+  static const std::string denied = encodeError(ConfirmedService::kReadPropertyMultiple, {{5, 29}, {}});
+  static const std::string unknown = encodeError(ConfirmedService::kReadPropertyMultiple, {{1, 31}, {}});
+  const Answer error29 = [](const auto& r) { return ErrorPdu{r.invokeId, r.service, denied}; };
+  const Answer error31 = [](const auto& r) { return ErrorPdu{r.invokeId, r.service, unknown}; };
+  const Answer garbage = [](const auto& r) { return ComplexAck{r.invokeId, r.service, {}, "\x0c?"}; };
+  const struct {
+    const char* what;
+    std::function<bool(std::size_t)> takes;
+    Answer refusal;
+    std::size_t first, again, remembered;
+  } cases[] = {
+      {"no such service", never, reject9, 41, 40, 1},
+      {"service denied", never, error29, 41, 40, 1},
+      {"too long an answer", upTo(5), abort4, 13, 8, 5},
+      {"some other reject", upTo(10), reject0, 7, 4, 10},
+      {"a bad point spoils all", upTo(20), error31, 3, 3, 0},
+      {"an answer that is not to be read", upTo(20), garbage, 3, 3, 0},
+  };
+  for (const auto& one : cases) {
+    device.script = nullptr;
+    make([](auto& settings) { settings.mayReadMultiple = true; });
+    device.script = [&](const ConfirmedRequest& request, std::size_t items) -> std::optional<Apdu> {
+      if (items == 1 || one.takes(items)) return std::nullopt;
+      return one.refusal(request);
+    };
+    for (const std::size_t requests : {one.first, one.again}) {
+      device.asked.clear();
+      const auto outcomes = read(presentValues(40));
+      for (std::size_t i = 0; i < 40; ++i) EXPECT_EQ(outcomes[i], std::to_string(i)) << one.what;
+      EXPECT_EQ(device.asked.size(), requests) << one.what;
+    }
+    EXPECT_EQ(client->profile().readBatch, one.remembered) << one.what;
+  }
+}
+
+TEST_F(DeviceClient, ABatchThatGetsNoAnswerIsMadeSmaller) {
+  make([](auto& settings) { settings.mayReadMultiple = true; });
+  device.script = [](const ConfirmedRequest&, std::size_t items) -> std::optional<Apdu> {
+    return items > 10 ? std::optional<Apdu>(SegmentAck{}) : std::nullopt;
+  };
+  std::vector<std::size_t> limits;
+  for (int i = 0; i < 3; ++i) {
+    read(presentValues(40));
+    wait(seconds(2));
+    limits.push_back(client->profile().readBatch);
+  }
+  EXPECT_THAT(limits, ElementsAre(20, 10, 10));
+  EXPECT_EQ(read(presentValues(40)).back(), "39");
+  // A device that was really away keeps what it takes.
+  device.isMute = true;
+  read(presentValues(40));
+  wait(seconds(20));
+  device.isMute = false;
+  wait(seconds(20));
+  EXPECT_EQ(client->profile().readBatch, 10);
+  EXPECT_EQ(read(presentValues(40)).back(), "39");
+}
+
+TEST_F(DeviceClient, OneBadPointOfABatchFailsAlone) {
+  make([](auto& settings) { settings.mayReadMultiple = settings.mayWriteMultiple = true; });
+  for (std::uint32_t bad = 0; bad < 11; ++bad) {
+    device.properties.erase(presentValue(analog(bad)));
+    device.asked.clear();
+    const auto values = read(presentValues(11));
+    const auto written = write(writesOf(11, 5));
+    for (std::uint32_t i = 0; i < 11; ++i) {
+      EXPECT_EQ(values[i], i == bad ? "error 31" : std::to_string(i));
+      EXPECT_EQ(written[i], i == bad ? "error 31" : "written");
+      EXPECT_TRUE(i == bad || device.get(analog(i)) == Values{5.0F}) << "also what stood behind the bad one";
+    }
+    EXPECT_EQ(device.asked.size(), 2 + 10 - bad) << "one each, and what stood behind";
+    for (std::uint32_t i = 0; i < 11; ++i) device.set(analog(i), static_cast<float>(i));
+  }
+  device.script = always([](const ConfirmedRequest& r) { return RejectPdu{r.invokeId, 9}; });
+  EXPECT_THAT(write(writesOf(3, 1)), Each("reject 9"));
+  EXPECT_EQ(client->profile().writeBatch, 1);
+}
+
+TEST_F(DeviceClient, SegmentsGoBothWaysAndSurviveLoss) {
+  device.segmentOctets = 40;
+  const std::string longText(600, 'x');
+  const PropertyAddress description{analog(1), {property::kDescription, {}}};
+  for (int lost = -1; lost < 30; ++lost) {
+    net.setScript(nullptr);
+    make();
+    device.properties[description] = Values{CharacterString{0, longText}};
+    int n = 0;
+    net.setScript([&](const auto&) {
+      io::CFakeNetwork::Fate fate;
+      if (n++ == lost) fate.delays.clear();
+      return fate;
+    });
+    EXPECT_EQ(read({{description, 606}}), std::vector<std::string>{longText}) << lost;
+    EXPECT_LE(took, 1100) << lost;
+  }
+  net.setScript(nullptr);
+  device.maxApdu = 50;
+  make();
+  client->onApdu({Station{kDevice, {}}, kDevice, false, false},
+                 UnconfirmedRequest{UnconfirmedService::kIAm, encode(IAm{kDeviceId, 50, Segmentation::kBoth, 7})});
+  const std::string other(500, 'y');
+  EXPECT_THAT(write({{description, {CharacterString{0, other}}, {}}}), Each("written"));
+  EXPECT_EQ(std::get<Values>(device.properties[description]), (Values{CharacterString{0, other}}));
+  client->onApdu({Station{kDevice, {}}, kDevice, false, false},
+                 UnconfirmedRequest{UnconfirmedService::kIAm, encode(IAm{kDeviceId, 50, Segmentation::kNone, 7})});
+  EXPECT_THAT(write({{description, {CharacterString{0, other}}, {}}}), Each("too long"));
+}
+
+TEST_F(DeviceClient, AnEndlessAnswerIsAborted) {
+  make();
+  const std::string piece(1400, 'x');
+  device.script = [&](const ConfirmedRequest& request, std::size_t) -> std::optional<Apdu> {
+    for (int i = 0; i < 2000; ++i) {
+      ComplexAck ack{request.invokeId, request.service, Segment{static_cast<std::uint8_t>(i), 16, true}, piece};
+      device.send(ack);
+    }
+    return SegmentAck{};
+  };
+  EXPECT_EQ(readOne(1), "abort 1");
+}
+
+TEST_F(DeviceClient, ManyCallersShareADeviceFairly) {
+  make([](auto& settings) { settings.mayReadMultiple = false; });
+  std::vector<std::string> order;
+  const auto call = [&](const char* name, std::size_t items) {
+    client->read(presentValues(items), clock.now() + seconds(2), [&order, name, items](const auto& outcomes) {
+      EXPECT_EQ(text(outcomes.back()), std::to_string(items - 1));
+      order.push_back(name);
+    });
+  };
+  call("all", 1000);
+  call("ten", 10);
+  call("one", 1);
+  client->write(writesOf(1, 0), clock.now() + seconds(2), [&](const auto&) { order.push_back("write"); });
+  wait(seconds(2));
+  EXPECT_THAT(order, ElementsAre("one", "write", "ten", "all"));
+}
+
+TEST_F(DeviceClient, EveryPointOfASlowDeviceGetsItsTurn) {
+  make([](auto& settings) { settings.mayReadMultiple = false; });
+  net.setScript([](const auto& datagram) {
+    io::CFakeNetwork::Fate fate;
+    fate.delays = {milliseconds(datagram.from == kDevice ? 599 : 1)};
+    return fate;
+  });
+  std::vector<int> values(11);
+  for (int round = 0; round < 10; ++round) {
+    const auto outcomes = read(presentValues(11));
+    EXPECT_LE(took, 2500);
+    for (std::size_t i = 0; i < 11; ++i) values[i] += outcomes[i] == std::to_string(i);
+  }
+  EXPECT_THAT(values, Each(::testing::Ge(3)));
+}
+
+}  // namespace
+}  // namespace test
