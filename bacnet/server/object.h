@@ -38,6 +38,8 @@ using Content = std::variant<Values, Error>;
 class CObject {
  public:
   CObject(ObjectId id, const std::string& name);
+  CObject(const CObject&) = delete;
+  CObject& operator=(const CObject&) = delete;
 
   ObjectId id() const { return id_; }
   void setInstance(std::uint32_t instance) { id_.instance = instance; }
