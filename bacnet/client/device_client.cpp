@@ -36,6 +36,7 @@ struct CDeviceClient::Impl {
   void openQueue();
   void heard();
   void endSilence();
+  void judgeUnanswered(bool wasThere);
   void fallSilent(Failure::Kind kind);
   void unreachable();
   void probe();
@@ -91,8 +92,8 @@ CDeviceClient::Impl::Impl(CNetwork& networkUsed, io::CTimers& timersUsed, Device
   transactions.onOverdue([this](io::TimePoint since) {
     // A device that has been heard since the first repetition is there and does not answer this one.
     if (lastHeard < since + kTryInterval) return fallSilent(Failure::Kind::kSilent);
-    reader.limit().judge(true);
-    writer.limit().judge(true);
+    judgeUnanswered(true);
+    prepare();
   });
   reader.setCache([this](const PropertyAddress& address) { return subscriptions.value(address); });
   reader.onValue(
@@ -140,11 +141,8 @@ void CDeviceClient::Impl::endSilence() {
   const auto ended = silence.end();
 
   const bool wasThere = ended == CSilence::Ended::kAtOnce;
-  if (wasThere && isAsking) hasProfile = true;  // it gives no answer to what it was asked for
-  isAsking = false;
+  judgeUnanswered(wasThere);
   state.profile.isSilent = false;
-  reader.limit().judge(wasThere);
-  writer.limit().judge(wasThere);
   if (!wasThere && state.failure.kind != Failure::Kind::kNotFound) state.tell(deviceText(state) + " answers again");
   state.failure = {};
   discovery.stop();
@@ -154,6 +152,15 @@ void CDeviceClient::Impl::endSilence() {
   } else {
     subscriptions.renewAll();
   }
+}
+
+/// A device that was there all the time takes no batch of that size, and does not say more of itself.
+void CDeviceClient::Impl::judgeUnanswered(bool wasThere) {
+  reader.limit().judge(wasThere);
+  writer.limit().judge(wasThere);
+  if (!std::exchange(isAsking, false)) return;
+  profileReader.stop();
+  hasProfile = wasThere;
 }
 
 void CDeviceClient::Impl::fallSilent(Failure::Kind kind) {

@@ -101,7 +101,8 @@ void CSubscriptions::onAnswer(const ObjectId& object, const Answer& answer) {
 
 void CSubscriptions::acknowledge(Points::value_type& entry) {
   auto& point = entry.second;
-  const bool isNew = !std::exchange(point.isSubscribed, true);
+  const bool isNew = !isSubscribed(point);
+  point.until = timers_.now() + kSubscriptionLifetime;
   point.isRefused = isRefusedAtAll_ = false;
   // Those subscribed together are renewed spread over a time, and from then on at the same distances.
   const double turn = std::fmod(static_cast<double>(++subscribed_) * kGoldenRatio, 1.0);
@@ -111,7 +112,7 @@ void CSubscriptions::acknowledge(Points::value_type& entry) {
 
 void CSubscriptions::refuse(Points::value_type& entry, const Answer& answer) {
   auto& [object, point] = entry;
-  point.isSubscribed = false;
+  point.until = {};
   point.current.reset();
   constexpr auto kService = ConfirmedService::kSubscribeCov;
   const std::string reason = failureText(failureOf(kService, answer));
@@ -125,20 +126,19 @@ void CSubscriptions::refuse(Points::value_type& entry, const Answer& answer) {
   state_.tell(deviceText(state_) + " refuses the subscription of object " + objectText(object) + ": " + reason);
 }
 
-/// What would be subscribed now is polled for a while.
+/// What would be subscribed now is so later.
 void CSubscriptions::postponeDue() {
   const auto now = timers_.now();
   while (isDue()) {
     auto& entry = *points_.find(due_.begin()->second);
-    entry.second.isSubscribed = false;
-    setDue(entry, now + kRefusedFor);
+    setDue(entry, now + (isSubscribed(entry.second) ? io::Duration(kUnansweredFor) : kRefusedFor));
   }
 }
 
 void CSubscriptions::renewAll() {
   for (auto& entry : points_) {
     auto& point = entry.second;
-    point.isSubscribed = false;
+    point.until = {};
     point.current.reset();
     point.differs.reset();
     setDue(entry, timers_.now());
@@ -152,7 +152,7 @@ const Values* CSubscriptions::value(const PropertyAddress& address) const {
   const auto entry = points_.find(address.object);
   if (entry == points_.end() || timers_.now() - heard_ > kHeardWithin) return nullptr;
   const auto& point = entry->second;
-  return point.isSubscribed && point.current ? &*point.current : nullptr;
+  return isSubscribed(point) && point.current ? &*point.current : nullptr;
 }
 
 void CSubscriptions::drop(const ObjectId& object) {
@@ -180,7 +180,7 @@ void CSubscriptions::onRead(const PropertyAddress& address, const Values& values
   auto& point = entry->second;
   if (isIncrement(address.reference)) {
     point.increment = numberOf(values);
-  } else if (!isPresentValue(address.reference) || !point.isSubscribed || point.reported.empty()) {
+  } else if (!isPresentValue(address.reference) || !isSubscribed(point) || point.reported.empty()) {
     return;
   } else if (isWithin(point.reported, values, point.increment.value_or(0))) {
     point.current = values;
@@ -233,7 +233,7 @@ void CSubscriptions::compareSome() {
     if (entry == points_.end()) entry = points_.begin();
     compared_ = entry->first;
     const auto& point = entry->second;
-    if (point.isSubscribed) items.push_back({{entry->first, kPresentValue}, octetsOf(point.reported)});
+    if (isSubscribed(point)) items.push_back({{entry->first, kPresentValue}, octetsOf(point.reported)});
   }
   if (!items.empty()) compare_(std::move(items));
 }

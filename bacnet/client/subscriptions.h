@@ -19,6 +19,7 @@ namespace bacnet {
 constexpr std::chrono::seconds kSubscriptionLifetime{300};
 constexpr std::chrono::seconds kRenewedAfter = kSubscriptionLifetime / 2;
 constexpr std::chrono::minutes kRefusedFor{10};
+constexpr std::chrono::seconds kUnansweredFor{60};  // of a renewal
 constexpr std::chrono::seconds kHeardWithin{15};
 constexpr std::chrono::seconds kCompareEvery{10};
 constexpr std::size_t kCompareRounds = 6;                // in which each subscribed point has had its turn
@@ -55,7 +56,6 @@ class CSubscriptions {
   class CSubscribing;
   struct Point {
     bool isConfirmed = false;
-    bool isSubscribed = false;
     bool isRefused = false;
     Values reported;                       // by the latest notification; empty before the first
     std::optional<Values> current;         // what a read would bring
@@ -63,11 +63,13 @@ class CSubscriptions {
     Values seen;
     std::optional<double> increment;  // a smaller change is worth no notification
     io::TimePoint due;                // when it is subscribed, again
+    io::TimePoint until{};            // the device's own end of the subscription; past: there is none
   };
   using Points = std::map<ObjectId, Point>;
 
   void setDue(Points::value_type& entry, io::TimePoint due);
   bool isDue() const;
+  bool isSubscribed(const Point& point) const { return timers_.now() < point.until; }
   std::optional<Request> nextRequest();
   void onAnswer(const ObjectId& object, const Answer& answer);
   void acknowledge(Points::value_type& entry);

@@ -20,6 +20,7 @@
 namespace test {
 
 using std::chrono::milliseconds;
+using std::chrono::minutes;
 using std::chrono::seconds;
 
 constexpr io::Address kPanel{0x0A000001, 47808};

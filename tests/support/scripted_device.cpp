@@ -93,7 +93,9 @@ void CScriptedDevice::answer(const ConfirmedRequest& request) {
   const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(clock_.now() - made_).count();
   asked.push_back({static_cast<int>(ms), request.service, request.invokeId, items, request.data.size() + 4});
   if (script) {
-    if (const auto scripted = script(request, items)) return send(*scripted);
+    const auto scripted = script(request, items);
+    if (scripted && std::holds_alternative<SegmentAck>(*scripted)) return;
+    if (scripted) return send(*scripted);
   }
   std::optional<Apdu> reply;
   switch (request.service) {

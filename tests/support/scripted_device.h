@@ -18,6 +18,9 @@
 
 namespace test {
 
+/// For scripts: the device keeps quiet.
+const bacnet::Apdu kNoAnswer = bacnet::SegmentAck{};
+
 /// A device on the fake network that does what a test tells it, made of the codec alone.
 class CScriptedDevice {
  public:

@@ -112,7 +112,7 @@ TEST_F(DeviceClient, OneRequestThatIsNeverAnsweredMakesNoLine) {
   make();
   device.script = [](const ConfirmedRequest& request, std::size_t) -> std::optional<Apdu> {
     const auto read = parseReadProperty(request.data);
-    if (read && read->object == analog(5)) return SegmentAck{};
+    if (read && read->object == analog(5)) return kNoAnswer;
     return std::nullopt;
   };
   for (int i = 0; i < 5; ++i) {
@@ -275,7 +275,7 @@ TEST_F(DeviceClient, ARefusedBatchIsMadeSmallerAndThatRemembered) {
 TEST_F(DeviceClient, ABatchThatGetsNoAnswerIsMadeSmaller) {
   make([](auto& settings) { settings.mayReadMultiple = true; });
   device.script = [](const ConfirmedRequest&, std::size_t items) -> std::optional<Apdu> {
-    return items > 10 ? std::optional<Apdu>(SegmentAck{}) : std::nullopt;
+    return items > 10 ? std::optional<Apdu>(kNoAnswer) : std::nullopt;
   };
   std::vector<std::size_t> limits;
   for (int i = 0; i < 3; ++i) {
@@ -353,7 +353,7 @@ TEST_F(DeviceClient, AnEndlessAnswerIsAborted) {
       ComplexAck ack{request.invokeId, request.service, Segment{static_cast<std::uint8_t>(i), 16, true}, piece};
       device.send(ack);
     }
-    return SegmentAck{};
+    return kNoAnswer;
   };
   EXPECT_EQ(readOne(1), "abort 1");
 }
