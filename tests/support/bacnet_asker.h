@@ -1,6 +1,8 @@
 #pragma once
 
 #include <algorithm>
+#include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,18 +26,24 @@ struct HeldApdu {
   bacnet::Apdu view;
 };
 
-/// A station on a fake network that asks one device for one thing at a time, and keeps all that it hears.
+/// A station that asks one device for one thing at a time, and keeps all that it hears.
 class BacnetAsker {
  public:
-  BacnetAsker(io::CFakeClock& clock, io::CFakeNetwork& network, io::Address own, io::Address device)
-      : clock_(clock), socket_(network.open(own)), network_(*socket_, clock), device_{device, std::nullopt} {
+  /// Lets time pass until a condition holds, or the limit is over.
+  using Wait = std::function<void(const std::function<bool()>& condition, io::Duration limit)>;
+
+  BacnetAsker(io::CTimers& timers, std::unique_ptr<io::CDatagrams> socket, io::Address device, Wait wait)
+      : socket_(std::move(socket)), network_(*socket_, timers), device_{device, std::nullopt}, wait_(std::move(wait)) {
     network_.onApdu([this](const bacnet::Incoming&, const bacnet::Apdu& apdu) { heard.emplace_back(apdu); });
   }
+  BacnetAsker(io::CFakeClock& clock, io::CFakeNetwork& network, io::Address own, io::Address device)
+      : BacnetAsker(clock, network.open(own), device,
+                    [&clock](const auto& condition, io::Duration limit) { clock.runUntil(condition, limit); }) {}
 
   void send(const bacnet::Apdu& apdu) { network_.send(device_, apdu, true); }
   void broadcast(const io::Address& to, const bacnet::Apdu& apdu) { network_.broadcast(to, 0, apdu); }
 
-  /// The first answer within a tenth of a second, described: `error 2 32`, `reject 9`, `abort 4`, `done`,
+  /// The first answer that comes within `patience`, described: `error 2 32`, `reject 9`, `abort 4`, `done`,
   /// `segment-ack`, or the values of a property that was read; `nothing`.
   std::string ask(bacnet::ConfirmedService service, const std::string& data) {
     bacnet::ConfirmedRequest request = template_;
@@ -49,7 +57,7 @@ class BacnetAsker {
     send(request);
     const auto isAnswer = [](const HeldApdu& each) { return describe(each.view) != "request"; };
     const auto answer = [&] { return std::find_if(heard.begin(), heard.end(), isAnswer); };
-    clock_.runUntil([&] { return answer() != heard.end(); }, std::chrono::milliseconds(100));
+    wait_([&] { return answer() != heard.end(); }, patience);
     return answer() == heard.end() ? "nothing" : describe(answer()->view);
   }
 
@@ -99,13 +107,17 @@ class BacnetAsker {
   /// What requests say of this station; invoke id, service and data are filled in.
   bacnet::ConfirmedRequest& asking() { return template_; }
 
+  /// Also hears broadcasts.
+  void listen(io::CDatagrams& socket) { network_.listen(socket); }
+
   std::vector<HeldApdu> heard;
+  io::Duration patience = std::chrono::milliseconds(100);
 
  private:
-  io::CFakeClock& clock_;
   std::unique_ptr<io::CDatagrams> socket_;
   bacnet::CNetwork network_;
   bacnet::Station device_;
+  Wait wait_;
   bacnet::ConfirmedRequest template_;
   std::uint8_t invokeId_ = 0;
 };

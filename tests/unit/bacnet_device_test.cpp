@@ -37,9 +37,9 @@ plant::Link linkOf(std::vector<plant::Point> points) {
   return link;
 }
 
-class Device : public testing::Test {
+class BacnetDevice : public testing::Test {
  protected:
-  Device() { net.addBroadcastAddress(kBroadcast.ip); }
+  BacnetDevice() { net.addBroadcastAddress(kBroadcast.ip); }
 
   CVirtualDevice& start(const plant::Link& link) {
     device.emplace(clock, device::Place{*socket, {}, kBroadcast}, link, 4711);
@@ -65,7 +65,7 @@ class Device : public testing::Test {
   support::BacnetAsker asker{clock, net, {0x0A000002, 47808}, kAt};
 };
 
-TEST_F(Device, has_the_objects_that_the_points_name) {
+TEST_F(BacnetDevice, HasTheObjectsThatThePointsName) {
   start(
       linkOf({point("Speed.Limit", 1, 1, 45), point("Speed", 1, 1), point("Speed.Priority[8]", 1, 1, 87),
               point("Mode.Text[6]", 14, 1, 110, "STRING"), point("Speed", 2, 1), point("Own[3]", 200, 7, 600, "UDINT"),
@@ -84,7 +84,7 @@ TEST_F(Device, has_the_objects_that_the_points_name) {
   EXPECT_EQ(asker.read({0, 2}, 35), "000");
 }
 
-TEST_F(Device, remarks_on_points_that_a_device_refuses) {
+TEST_F(BacnetDevice, RemarksOnPointsThatADeviceRefuses) {
   start(linkOf({point("Temp[1]", 0, 1), point("Far", 8, 4712, 77), point("Bad", 1024, 1), point("Bad", 0, 4194303),
                 point("Slot[8]", 0, 1, 87)}));
   EXPECT_THAT(
@@ -95,7 +95,7 @@ TEST_F(Device, remarks_on_points_that_a_device_refuses) {
                            "Slot[8]: analog-input 1 is not commanded and has no priority-array"));
 }
 
-TEST_F(Device, moves_what_nobody_holds) {
+TEST_F(BacnetDevice, MovesWhatNobodyHolds) {
   start(linkOf({point("Temp", 0, 1), point("Valve", 1, 1), point("Set", 2, 1), point("Fan", 3, 1, 85, "BOOL"),
                 point("Count", 48, 1, 85, "UDINT"), point("Mode", 19, 1, 85, "UINT"),
                 point("Text", 40, 1, 85, "STRING"), point("Own", 200, 1, 600)}));
@@ -129,7 +129,7 @@ TEST_F(Device, moves_what_nobody_holds) {
   EXPECT_EQ(moved(), "........");
 }
 
-TEST_F(Device, says_who_it_is_when_that_is_news) {
+TEST_F(BacnetDevice, SaysWhoItIsWhenThatIsNews) {
   const auto announced = [&](const std::string& json) {
     net.forget();
     behave(json);
@@ -148,7 +148,7 @@ TEST_F(Device, says_who_it_is_when_that_is_news) {
   EXPECT_EQ(announced(R"({"restart": true})"), "4711 ");
 }
 
-TEST_F(Device, has_the_limits_that_it_is_told) {
+TEST_F(BacnetDevice, HasTheLimitsThatItIsTold) {
   behave(R"({"maxApdu": 50, "segmentation": "none", "readMultiple": false, "maxSubscriptions": 0})");
   EXPECT_EQ(asker.read({8, 4711}, 62) + " " + asker.read({8, 4711}, 107), "50 3");
   EXPECT_EQ(asker.read({8, 4711}, 97).substr(12, 5), "10011");
@@ -156,7 +156,7 @@ TEST_F(Device, has_the_limits_that_it_is_told) {
   EXPECT_EQ(asker.subscribe({1, {0, 1}, false, 60}), "error 3 19");
 }
 
-TEST_F(Device, makes_each_fault) {
+TEST_F(BacnetDevice, MakesEachFault) {
   const auto answers = [&](const std::string& rule) {
     behave(R"({"still": true, "faults": [)" + rule + "]}");
     const std::string first = readTemp();
@@ -179,7 +179,7 @@ TEST_F(Device, makes_each_fault) {
   EXPECT_EQ(net.sent().back().bytes[7], asked + 3);
 }
 
-TEST_F(Device, makes_a_fault_when_its_rule_says) {
+TEST_F(BacnetDevice, MakesAFaultWhenItsRuleSays) {
   const auto pattern = [&](const std::string& rule, int requests) {  // one request a second
     behave(R"({"seed": 3, "faults": [{"silence": true, )" + rule + "}]}");
     std::string letters;
@@ -197,7 +197,7 @@ TEST_F(Device, makes_a_fault_when_its_rule_says) {
   EXPECT_THAT(std::count(some.begin(), some.end(), '-'), testing::AllOf(testing::Gt(8), testing::Lt(32)));
 }
 
-TEST(Behaviour_file, names_what_is_wrong_with_it) {
+TEST(BehaviourFile, NamesWhatIsWrongWithIt) {
   const std::pair<const char*, const char*> kTexts[] = {
       {"[]", "not an object"},
       {R"({"speed": 1})", "\"speed\" is unknown"},

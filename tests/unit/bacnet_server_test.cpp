@@ -3,6 +3,7 @@
 
 #include <chrono>
 
+#include "bacnet/codec/bvlc.h"
 #include "bacnet/codec/text.h"
 #include "bacnet/segment/assembly.h"
 #include "bacnet/server/server.h"
@@ -10,6 +11,7 @@
 #include "bacnet/service/discovery.h"
 #include "io/fake/fake_clock.h"
 #include "support/bacnet_asker.h"
+#include "support/golden.h"
 
 namespace {
 
@@ -31,9 +33,9 @@ const io::Address kAt{0x0A000001, 47808};
 const io::Address kAsker{0x0A000002, 47808};
 const io::Address kBroadcast{0x0A0000FF, 47808};
 
-class Server : public testing::Test {
+class BacnetServer : public testing::Test {
  protected:
-  Server() {
+  BacnetServer() {
     net.addBroadcastAddress(kBroadcast.ip);
     for (const ObjectId id : {kInput, kOutput, kBinary, kStates, kText, kMoment}) {
       device.add(makeStandardObject(id, "Object " + std::to_string(id.type)));
@@ -57,7 +59,7 @@ class Server : public testing::Test {
   support::BacnetAsker asker{clock, net, kAsker, kAt};
 };
 
-TEST_F(Server, refuses_each_wrong_request_as_the_standard_says) {
+TEST_F(BacnetServer, RefusesEachWrongRequestAsTheStandardSays) {
   const Values real{1.5F};
   const auto rp = [&](ObjectId object, PropertyReference reference) {
     return asker.read(object, reference.property, reference.index);
@@ -106,7 +108,7 @@ TEST_F(Server, refuses_each_wrong_request_as_the_standard_says) {
   EXPECT_EQ(asker.write(kOutput, {85, {}}, real, 6), "error 2 40");
 }
 
-TEST_F(Server, rejects_what_is_no_request) {
+TEST_F(BacnetServer, RejectsWhatIsNoRequest) {
   const auto bytes = [](std::initializer_list<int> list) { return std::string(list.begin(), list.end()); };
   const auto rp = ConfirmedService::kReadProperty;
   const auto wp = ConfirmedService::kWriteProperty;
@@ -129,7 +131,7 @@ TEST_F(Server, rejects_what_is_no_request) {
   }
 }
 
-TEST_F(Server, keeps_a_place_for_each_priority) {
+TEST_F(BacnetServer, KeepsAPlaceForEachPriority) {
   EXPECT_EQ(asker.write(kOutput, {85, {}}, {1.0F}), "done");
   EXPECT_EQ(asker.read(kOutput, 87, 16), "1");
   EXPECT_EQ(asker.write(kOutput, {85, {}}, {2.0F}, 8), "done");
@@ -148,7 +150,7 @@ TEST_F(Server, keeps_a_place_for_each_priority) {
   EXPECT_EQ(std::get<Constructed>(std::get<Values>(device.find(kMoment)->read({87, 16})).front()).tag, 1);
 }
 
-TEST_F(Server, lets_an_input_be_written_out_of_service_and_says_so_in_its_flags) {
+TEST_F(BacnetServer, LetsAnInputBeWrittenOutOfServiceAndSaysSoInItsFlags) {
   EXPECT_EQ(asker.read(kInput, 111), "0000");
   EXPECT_EQ(asker.write(kInput, {81, {}}, {true}), "done");
   EXPECT_EQ(asker.write(kInput, {85, {}}, {42.0F}), "done");
@@ -156,7 +158,7 @@ TEST_F(Server, lets_an_input_be_written_out_of_service_and_says_so_in_its_flags)
   EXPECT_EQ(asker.read(kInput, 85) + " " + asker.read(kInput, 111), "42 0101");
 }
 
-TEST_F(Server, tells_all_required_and_optional_properties_and_each_error_in_its_place) {
+TEST_F(BacnetServer, TellsAllRequiredAndOptionalPropertiesAndEachErrorInItsPlace) {
   const auto results = [&](ObjectId object, std::vector<PropertyReference> references) {
     asker.ask(ConfirmedService::kReadPropertyMultiple, encode(ReadPropertyMultipleRequest{{object, references}}));
     return parseReadPropertyMultipleAck(std::get<ComplexAck>(asker.heard.front().view).data).value().at(0).results;
@@ -178,7 +180,7 @@ TEST_F(Server, tells_all_required_and_optional_properties_and_each_error_in_its_
   EXPECT_EQ(std::get<Values>(results({8, kLargestInstance}, {{75, {}}}).at(0).result), (Values{kDevice}));
 }
 
-TEST_F(Server, writes_several_up_to_the_first_that_fails_and_names_it) {
+TEST_F(BacnetServer, WritesSeveralUpToTheFirstThatFailsAndNamesIt) {
   const WritePropertyMultipleRequest request{{kOutput, {{{85, {}}, {5.0F}, 8}}},
                                              {kBinary, {{{85, {}}, {true}, {}}, {{85, {}}, {Enumerated{1}}, {}}}}};
   EXPECT_EQ(asker.ask(ConfirmedService::kWritePropertyMultiple, encode(request)), "error 2 9");
@@ -189,7 +191,7 @@ TEST_F(Server, writes_several_up_to_the_first_that_fails_and_names_it) {
   EXPECT_EQ(present(kBinary), Values{Enumerated{0}});
 }
 
-TEST_F(Server, answers_in_segments_whoever_takes_them) {
+TEST_F(BacnetServer, AnswersInSegmentsWhoeverTakesThem) {
   addInputs(200);
   asker.asking().maxApdu = 206;
   EXPECT_EQ(asker.read(kDevice, 76), "abort 4");
@@ -221,7 +223,7 @@ TEST_F(Server, answers_in_segments_whoever_takes_them) {
   EXPECT_EQ(asker.heard.size(), 4U);
 }
 
-TEST_F(Server, takes_requests_in_segments) {
+TEST_F(BacnetServer, TakesRequestsInSegments) {
   const std::string data =
       encode(WritePropertyRequest{kText, {85, {}}, {characterString(std::string(900, 'x'))}, std::uint8_t{8}});
   ConfirmedRequest request;
@@ -248,7 +250,7 @@ TEST_F(Server, takes_requests_in_segments) {
   EXPECT_EQ(asker.ask(request), "abort 11");
 }
 
-TEST_F(Server, tells_subscribers_of_changes_for_their_time) {
+TEST_F(BacnetServer, TellsSubscribersOfChangesForTheirTime) {
   EXPECT_EQ(asker.subscribe({7, {0, 9}, false, 60}), "error 1 31");
   EXPECT_EQ(asker.subscribe({7, kDevice, false, 60}), "error 1 45");
   EXPECT_EQ(asker.subscribe({7, kInput, false, 60}), "done");
@@ -285,7 +287,7 @@ TEST_F(Server, tells_subscribers_of_changes_for_their_time) {
   EXPECT_EQ(changesOf(70), 0U);
 }
 
-TEST_F(Server, repeats_a_confirmed_notification_until_it_is_answered) {
+TEST_F(BacnetServer, RepeatsAConfirmedNotificationUntilItIsAnswered) {
   asker.subscribe({7, kInput, true, 0});
   settle(5s);
   ASSERT_EQ(asker.notifications().size(), 2U);
@@ -302,7 +304,7 @@ TEST_F(Server, repeats_a_confirmed_notification_until_it_is_answered) {
   EXPECT_EQ(asker.notifications().size(), 6U);  // four tries in all
 }
 
-TEST_F(Server, is_found_by_number_and_its_objects_by_name) {
+TEST_F(BacnetServer, IsFoundByNumberAndItsObjectsByName) {
   const auto heardAfter = [&](const UnconfirmedRequest& request) {
     asker.heard.clear();
     asker.broadcast(kBroadcast, request);
@@ -332,6 +334,71 @@ TEST_F(Server, is_found_by_number_and_its_objects_by_name) {
   asker.broadcast(kBroadcast, request);
   settle();
   EXPECT_TRUE(asker.heard.empty());
+}
+
+/// What a device sends to a datagram, before time goes on for long.
+class BacnetServerDatagrams : public BacnetServer {
+ protected:
+  std::vector<Apdu> answersTo(const std::string& bytes) {
+    net.forget();
+    peer->send(kAt, bytes);
+    settle(2ms);
+    std::vector<Apdu> answers;
+    for (const auto& each : net.sent()) {
+      if (each.from != kAt) continue;
+      const auto bvlc = parseBvlc(each.bytes);
+      const auto npdu = bvlc ? parseNpdu(bvlc->npdu) : std::nullopt;
+      const auto apdu = npdu ? parseApdu(npdu->apdu) : std::nullopt;
+      if (apdu) answers.push_back(*apdu);  // its views end with the next call
+      EXPECT_TRUE(apdu);
+    }
+    return answers;
+  }
+
+  std::unique_ptr<io::CDatagrams> peer = net.open({0x0A000003, 47808});
+  const std::vector<support::GoldenDatagram> golden = support::goldenDatagrams();
+};
+
+TEST_F(BacnetServerDatagrams, OfOtherStacksAreAnsweredOnceEachAndBroadcastsNeverByAnError) {
+  int requests = 0;
+  for (const auto& each : golden) {
+    const auto bvlc = parseBvlc(each.bytes);
+    const auto npdu = bvlc ? parseNpdu(bvlc->npdu) : std::nullopt;
+    const auto apdu = npdu && !npdu->message ? parseApdu(npdu->apdu) : std::nullopt;
+    const auto* request = apdu ? std::get_if<ConfirmedRequest>(&*apdu) : nullptr;
+    const bool isForDevice = bvlc && bvlc->function == BvlcFunction::kOriginalUnicast && npdu && !npdu->destination;
+    if (request != nullptr && !request->segment && isForDevice) {
+      ++requests;
+      const auto answers = answersTo(each.bytes);
+      ASSERT_GE(answers.size(), 1U) << each.name;
+      EXPECT_NE(support::BacnetAsker::describe(answers[0]), "request") << each.name;
+    }
+    std::string broadcast = each.bytes;
+    broadcast[1] = static_cast<char>(BvlcFunction::kOriginalBroadcast);
+    for (const Apdu& answer : answersTo(broadcast))
+      EXPECT_EQ(support::BacnetAsker::describe(answer), "request") << each.name;
+  }
+  EXPECT_GT(requests, 20);
+}
+
+TEST_F(BacnetServerDatagrams, DamagedInAnyWayLeaveTheDeviceAlive) {
+  for (const auto& each : golden) {
+    for (std::size_t length = 0; length < each.bytes.size(); ++length) {
+      std::string cut = each.bytes.substr(0, length);
+      answersTo(cut);
+      if (length < 4) continue;
+      cut[2] = static_cast<char>(length >> 8);
+      cut[3] = static_cast<char>(length);
+      answersTo(cut);
+    }
+    for (std::size_t bit = 0; bit < 8 * each.bytes.size(); ++bit) {
+      std::string flipped = each.bytes;
+      flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << bit % 8));
+      answersTo(flipped);
+    }
+  }
+  settle(60s);  // transactions that were begun are over
+  EXPECT_EQ(asker.read(kDevice, 75), "8,4711");
 }
 
 }  // namespace
