@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "support/frame_encoder.h"
+#include "support/golden.h"
 
 namespace {
 
@@ -71,6 +72,24 @@ Seeds replySeeds() {
   return seeds;
 }
 
+Seeds datagramSeeds() {
+  Seeds seeds;
+  for (const auto& golden : support::goldenDatagrams()) seeds.push_back(golden.bytes);
+  return seeds;
+}
+
+// What is behind the shortest headers there are.
+Seeds apduSeeds() {
+  constexpr std::size_t kHeaderOctets = 6;
+  Seeds seeds;
+  for (const std::string& datagram : datagramSeeds()) {
+    if (datagram.size() > kHeaderOctets && datagram[kHeaderOctets - 1] < 8) {
+      seeds.push_back(datagram.substr(kHeaderOctets));
+    }
+  }
+  return seeds;
+}
+
 void write(const std::filesystem::path& directory, const Seeds& seeds) {
   std::filesystem::create_directories(directory);
   for (std::size_t i = 0; i < seeds.size(); ++i) {
@@ -94,6 +113,8 @@ int main(int argc, char** argv) {
     write(directory / "cmdline", {"a \"b c\" d", "\"\" \"x", "a\"b c\"", "\"a\nb\" c", "\t\v\f\r\n", "\"a\"\"b\""});
     write(directory / "project", projectSeeds());
     write(directory / "reply", replySeeds());
+    write(directory / "datagram", datagramSeeds());
+    write(directory / "apdu", apduSeeds());
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "%s\n", failure.what());
     return 1;

@@ -65,7 +65,7 @@ void appendTag(std::string& out, Tag::Kind kind, std::uint8_t number, std::size_
   if (kind == Tag::Kind::kClosing) low = kClosing;
   const std::uint8_t contextBit = kind == Tag::Kind::kApplication ? 0 : kContextBit;
   const std::uint8_t high = number < kExtendedNumber ? number : kExtendedNumber;
-  out += static_cast<char>(high << 4 | contextBit | low);
+  out += static_cast<char>(high * 16U + contextBit + low);
   if (high == kExtendedNumber) out += static_cast<char>(number);
   if (low != kExtendedLength) return;
   if (length < kLengthIn2Octets) {

@@ -173,7 +173,7 @@ std::string error(ConfirmedService service, const json& m) {
   if (m.contains("first_failed")) {
     reply.failedWrite = FailedWrite{object(m.at("first_failed")), reference(m.at("first_failed"))};
   }
-  const std::string plain = encodeError(service, reply);
+  std::string plain = encodeError(service, reply);
   if (!m.contains("items")) return plain;
   return encode(Values{Constructed{0, parseValues(plain).value()}}) + encode(values(m.at("items")));
 }
