@@ -12,7 +12,7 @@
 #include "cbl/bus/frame_layout.h"
 #include "cbl/net/descriptor.h"
 #include "cbl/net/wait.h"
-#include "helper/runtime_files.h"
+#include "helper/process/runtime_files.h"
 
 namespace {
 

@@ -24,5 +24,5 @@ endfunction()
 function(add_integration_test name timeout)  # [label]
   add_test_program(${name} TIMEOUT ${timeout} LABEL "${ARGN}" SOURCES ${name}.cpp
     LIBRARIES cbl -Wl,--no-as-needed hmi_host rttr_core ${CMAKE_DL_LIBS})
-  add_dependencies(${name} BACnet_IP bacnet_velix)
+  add_dependencies(${name} BACnet_IP simulator)
 endfunction()

@@ -25,20 +25,21 @@ inline std::string symbolXml(int regId, const std::string& name, const std::stri
          "</DataType><BitNum>0</BitNum><PriorityReset>0</PriorityReset></Symbol>";
 }
 
-/// A project directory with the development helper in it, on a link number that no other test or panel uses. Ends the
+/// A project directory with the simulator in it, on a link number that no other test or panel uses. Ends the
 /// helper that was started from it, and removes the link's files.
 class HelperProject {
  public:
   HelperProject() : link(nextLink()) {
     std::setvbuf(stdout, nullptr, _IONBF,
-                 0);  // a forked child that ends under the thread sanitizer writes its copy out
+                 0);                       // a forked child that ends under the thread sanitizer writes its copy out
+    setenv("BACNET_VELIX_TRACE", "1", 1);  // for `calls`; the driver hands its environment on
     const std::string emulator = EMULATOR;
     if (emulator.empty()) {
-      std::filesystem::copy_file(BIN_DIR "/BACnet_Velix", dir.file("BACnet_Velix"));
+      std::filesystem::copy_file(BIN_DIR "/simulator/BACnet_Velix", dir.file("BACnet_Velix"));
       return;
     }
     // A foreign program cannot be executed as it is: a script in its place starts the emulator with it.
-    std::filesystem::copy_file(BIN_DIR "/BACnet_Velix", dir.file("BACnet_Velix.emulated"));
+    std::filesystem::copy_file(BIN_DIR "/simulator/BACnet_Velix", dir.file("BACnet_Velix.emulated"));
     const std::string script = dir.write(
         "BACnet_Velix", "#!/bin/sh\nexec " + emulator + " " + dir.file("BACnet_Velix.emulated") + " \"$@\"\n");
     std::filesystem::permissions(script, std::filesystem::perms::owner_all);
