@@ -1,6 +1,7 @@
 #include "bacnet/client/batch_limit.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "bacnet/client/device_client.h"
 #include "bacnet/number/failures.h"
@@ -55,8 +56,9 @@ void CBatchLimit::refuse(std::size_t items) {
 }
 
 void CBatchLimit::judge(bool wasThere) {
-  if (suspected_ > 0 && wasThere) refuse(suspected_);
-  suspected_ = 0;
+  const std::size_t suspected = std::exchange(suspected_, 0);
+  if (suspected == 0 || !wasThere) return;
+  if (suspected > std::exchange(proven_, 0)) refuse(suspected);
 }
 
 }  // namespace bacnet

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -34,7 +35,10 @@ class CBatchLimit {
   void refuse() { most_ = 1; }
   void refuse(std::size_t items);  ///< so many were too many
 
-  /// A batch of `items` has had no answer; `judge` says afterwards whether the device was there all the time.
+  /// A batch of `items` has been answered.
+  void prove(std::size_t items) { proven_ = std::max(proven_, items); }
+  /// A batch of `items` has had no answer; `judge` says afterwards whether the device was there all the time. Where as
+  /// many have been answered before, only the second one without an answer counts: the line may have lost the first.
   void suspect(std::size_t items) { suspected_ = items; }
   void judge(bool wasThere);
 
@@ -42,6 +46,7 @@ class CBatchLimit {
   static constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
 
   std::size_t most_;
+  std::size_t proven_ = 0;
   std::size_t suspected_ = 0;
 };
 

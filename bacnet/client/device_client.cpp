@@ -34,22 +34,22 @@ struct CDeviceClient::Impl {
 
   void prepare();
   void openQueue();
-  void heard();
-  void endSilence();
+  void heard(bool hasSaidIAm);
+  void endSilence(bool hasSaidIAm);
   void judgeUnanswered(bool wasThere);
   void fallSilent(Failure::Kind kind);
   void unreachable();
   void probe();
   void tellSilence();
   void find(const Station& station);
-  void onIAm(const Incoming& from, const IAm& answer, bool wasSilent);
+  void onIAm(const Incoming& from, const IAm& answer);
   void applyIAm(const IAm& answer);
-  void onUnconfirmed(const Incoming& from, const UnconfirmedRequest& request, bool wasSilent);
+  void onUnconfirmed(const Incoming& from, const UnconfirmedRequest& request);
   void onConfirmed(const Incoming& from, const ConfirmedRequest& request);
   bool answerNotification(const ConfirmedRequest& request, Apdu& answer);
   void onRouterSays(const Incoming& from, const NetworkMessage& message);
   bool isFromDevice(const Incoming& from) const {
-    return state.profile.station && !from.isBroadcast && from.station == *state.profile.station;
+    return state.profile.station && from.station == *state.profile.station;
   }
 
   CNetwork& network;
@@ -131,13 +131,14 @@ void CDeviceClient::Impl::openQueue() {
   queue.open(Peer{*state.profile.station, state.largestApdu(), takesSegments}, isFast ? 2 : 1);
 }
 
-void CDeviceClient::Impl::heard() {
+void CDeviceClient::Impl::heard(bool hasSaidIAm) {
   lastHeard = timers.now();
   subscriptions.heard(lastHeard);
-  if (silence.isOn()) endSilence();
+  if (silence.isOn()) endSilence(hasSaidIAm);
 }
 
-void CDeviceClient::Impl::endSilence() {
+/// What says I-Am after a silence, however short, may have been restarted.
+void CDeviceClient::Impl::endSilence(bool hasSaidIAm) {
   const auto ended = silence.end();
 
   const bool wasThere = ended == CSilence::Ended::kAtOnce;
@@ -147,7 +148,7 @@ void CDeviceClient::Impl::endSilence() {
   state.failure = {};
   discovery.stop();
   prepare();
-  if (wasThere) {
+  if (wasThere && !hasSaidIAm) {
     subscriptions.resume();
   } else {
     subscriptions.renewAll();
@@ -204,7 +205,7 @@ void CDeviceClient::Impl::find(const Station& station) {
   isAsking = false;
   queue.close();
   state.tell(isMove ? before + " has moved to " + stationText(station) : deviceText(state) + " is found");
-  if (silence.isOn()) endSilence();
+  if (silence.isOn()) endSilence(true);
   state.failure = {};
   transactions.moveTo(station);
   prepare();
@@ -221,8 +222,8 @@ void CDeviceClient::Impl::applyIAm(const IAm& answer) {
   profileReader.stop();
 }
 
-void CDeviceClient::Impl::onIAm(const Incoming& from, const IAm& answer, bool wasSilent) {
-  const bool isHere = state.profile.station && from.station == *state.profile.station;
+void CDeviceClient::Impl::onIAm(const Incoming& from, const IAm& answer) {
+  const bool isHere = isFromDevice(from);
   const auto& expected = state.settings.deviceId;
   if (expected && *expected != answer.device) {
     if (!isHere || stranger == answer.device) return;
@@ -233,14 +234,13 @@ void CDeviceClient::Impl::onIAm(const Incoming& from, const IAm& answer, bool wa
   if (!isHere && (!expected || discovery.fixed())) return;
   applyIAm(answer);
   find(from.station);
-  heard();
+  heard(true);
   openQueue();  // it may take more than it did
-  if (wasSilent) subscriptions.renewAll();
 }
 
-void CDeviceClient::Impl::onUnconfirmed(const Incoming& from, const UnconfirmedRequest& request, bool wasSilent) {
+void CDeviceClient::Impl::onUnconfirmed(const Incoming& from, const UnconfirmedRequest& request) {
   if (request.service == UnconfirmedService::kIAm) {
-    if (const auto answer = parseIAm(request.data)) onIAm(from, *answer, wasSilent);
+    if (const auto answer = parseIAm(request.data)) onIAm(from, *answer);
   } else if (request.service == UnconfirmedService::kUnconfirmedCovNotification && isFromDevice(from)) {
     if (const auto notification = parseCovNotification(request.data)) subscriptions.onNotification(*notification);
   }
@@ -338,13 +338,13 @@ void CDeviceClient::subscribe(ObjectId object, bool confirmed) {
 }
 
 void CDeviceClient::onApdu(const Incoming& from, const Apdu& apdu) {
-  const bool wasSilent = impl_->silence.isOn();
   const bool isFromDevice = impl_->isFromDevice(from);
-  if (isFromDevice) impl_->heard();
-  if (const auto* unconfirmed = std::get_if<UnconfirmedRequest>(&apdu)) {
-    impl_->onUnconfirmed(from, *unconfirmed, wasSilent);
+  const auto* unconfirmed = std::get_if<UnconfirmedRequest>(&apdu);
+  if (isFromDevice) impl_->heard(unconfirmed && unconfirmed->service == UnconfirmedService::kIAm);
+  if (unconfirmed) {
+    impl_->onUnconfirmed(from, *unconfirmed);
   } else if (const auto* confirmed = std::get_if<ConfirmedRequest>(&apdu)) {
-    if (isFromDevice) impl_->onConfirmed(from, *confirmed);
+    if (isFromDevice && !from.isBroadcast) impl_->onConfirmed(from, *confirmed);
   } else if (isFromDevice) {
     impl_->transactions.take(from, apdu);
   }
@@ -360,7 +360,8 @@ void CDeviceClient::onMessage(const Incoming& from, const NetworkMessage& messag
 
 void CDeviceClient::onRefused(const io::Address& to) {
   const auto& station = impl_->state.profile.station;
-  if (station && station->address == to) impl_->unreachable();
+  // A refusal that comes when nothing is waited for says nothing of the next request.
+  if (station && station->address == to && impl_->transactions.underWay() > 0) impl_->unreachable();
 }
 
 }  // namespace bacnet

@@ -22,6 +22,8 @@ class CDeviceQueue {
   void open(const Peer& peer, std::size_t window);
   void close() { window_ = 0; }
   bool isOpen() const { return window_ > 0; }
+  /// So many wait that another one would not get its turn in time.
+  bool isFull() const { return waiting_.size() >= kMostWaiting; }
 
   /// Drops everything.
   void failAll(const Failure& failure);
@@ -30,6 +32,8 @@ class CDeviceQueue {
   void pump();
 
  private:
+  static constexpr std::size_t kMostWaiting = 4096;
+
   CTransactions& transactions_;
   std::deque<std::shared_ptr<CWork>> waiting_;
   Peer peer_;

@@ -118,6 +118,7 @@ void CPropertyReader::CReadCall::onAnswer(const Batch& batch, const Answer& answ
       break;
   }
   if (answer.kind == Answer::Kind::kAck) {
+    reader_.limit_.prove(batch.size());
     onMultiple(batch, answer.data);
   } else {
     if (answer.kind == Answer::Kind::kOverdue) reader_.limit_.suspect(batch.size());
@@ -197,7 +198,7 @@ void CPropertyReader::readAnew(std::vector<ReadItem> items, io::TimePoint deadli
 
 void CPropertyReader::start(std::shared_ptr<CReadCall> call, io::TimePoint deadline) {
   if (call->isOver()) return;
-  if (state_.profile.isSilent) return call->fail(state_.failure);
+  if (state_.profile.isSilent || queue_.isFull()) return call->fail(state_.failure);
   call->setDeadline(timers_.at(deadline, [this, late = std::weak_ptr<CReadCall>(call)] {
     if (const auto expired = late.lock()) expire(expired);
   }));

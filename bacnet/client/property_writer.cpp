@@ -91,6 +91,7 @@ void CPropertyWriter::CWriteCall::onAnswer(const Batch& batch, const Answer& ans
   isUnderWay_ = false;
   tell(batch);
   if (answer.kind == Answer::Kind::kAck) {
+    writer_.limit_.prove(batch.size());
     for (const std::size_t i : batch) settle(i, std::nullopt);
   } else if (batch.size() == 1) {
     settle(batch.front(), failureOf(ConfirmedService::kWriteProperty, answer));
@@ -152,7 +153,7 @@ void CPropertyWriter::write(std::vector<WriteItem> items, io::TimePoint deadline
   const auto call = std::make_shared<CWriteCall>(*this, std::move(items), std::move(done));
   call->finish();
   if (call->isOver()) return;
-  if (state_.profile.isSilent) return call->fail(state_.failure);
+  if (state_.profile.isSilent || queue_.isFull()) return call->fail(state_.failure);
   call->setDeadline(timers_.at(deadline, [this, late = std::weak_ptr<CWriteCall>(call)] {
     if (const auto expired = late.lock()) expired->fail(state_.failure);
   }));

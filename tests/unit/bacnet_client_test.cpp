@@ -285,6 +285,12 @@ TEST_F(DeviceClient, ABatchThatGetsNoAnswerIsMadeSmaller) {
   }
   EXPECT_THAT(limits, ElementsAre(20, 10, 10));
   EXPECT_EQ(read(presentValues(40)).back(), "39");
+  device.script = nullptr;
+  read(presentValues(40));
+  loseRequests(3);
+  EXPECT_EQ(read(presentValues(10)).front(), "silent");
+  wait(seconds(2));
+  EXPECT_EQ(client->profile().readBatch, 10) << "it has taken that before";
   // A device that was really away keeps what it takes.
   device.isMute = true;
   read(presentValues(40));
@@ -356,6 +362,40 @@ TEST_F(DeviceClient, AnEndlessAnswerIsAborted) {
     return kNoAnswer;
   };
   EXPECT_EQ(readOne(1), "abort 1");
+}
+
+TEST_F(DeviceClient, ABadLineBringsNoWrongValue) {
+  make([](auto& settings) { settings.mayReadMultiple = settings.mayWriteMultiple = true; });
+  device.segmentOctets = 300;
+  net.setWeather({0.1, 0.1, 0.1, 0.1, milliseconds(2)}, 20);
+  int good = 0;
+  for (int round = 0; round < 100; ++round) {
+    const auto outcomes = read(presentValues(100));
+    for (std::size_t i = 0; i < 100; ++i) {
+      good += outcomes[i] == std::to_string(i);
+      EXPECT_TRUE(outcomes[i] == std::to_string(i) || outcomes[i] == "silent") << outcomes[i];
+    }
+    wait(seconds(1));
+  }
+  EXPECT_GT(good, 5000);
+  net.setWeather({}, 0);
+  wait(seconds(40));
+  EXPECT_EQ(read(presentValues(1000)).back(), "999") << "nothing is left of it";
+}
+
+TEST_F(DeviceClient, MoreCallersThanCanBeServedAreTurnedAway) {
+  make();
+  int turnedAway = 0;
+  int answers = 0;
+  for (int i = 0; i < 5000; ++i) {
+    client->read({{presentValue(analog(1)), 5}}, clock.now() + seconds(1), [&](const auto& outcomes) {
+      ++answers;
+      turnedAway += text(outcomes.front()) == "silent" && now() == 0;
+    });
+  }
+  EXPECT_NEAR(turnedAway, 900, 10);
+  wait(seconds(1));
+  EXPECT_EQ(answers, 5000);
 }
 
 TEST_F(DeviceClient, ManyCallersShareADeviceFairly) {
