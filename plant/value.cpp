@@ -83,8 +83,13 @@ bool parseInteger(const std::string& text, std::int32_t size, Value& value, std:
   if (isHex) digits.remove_prefix(2);
 
   std::int64_t number = 0;
-  if (!parseWhole(isHex && digits.substr(0, 1) == "-" ? "" : digits, text, number, error, isHex ? 16 : 10))
+  if (!parseWhole(isHex && digits.substr(0, 1) == "-" ? "" : digits, text, number, error, isHex ? 16 : 10)) {
+    double fraction = 0;
+    std::string ignored;
+    if (digits.find_first_of(".eE") != std::string_view::npos && parseWhole(digits, text, fraction, ignored))
+      error = text + " is no whole number";
     return false;
+  }
   if (number < 0 || number > largestInteger(size)) {
     error = text + " is out of range (0 to " + std::to_string(largestInteger(size)) + ")";
     return false;

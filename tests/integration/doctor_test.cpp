@@ -139,7 +139,7 @@ TEST(Doctor, FindsNothingWhereAllIsWell) {
     EXPECT_EQ(run.status, 0) << run.out;
     EXPECT_EQ(run.err, "");
     const std::regex step(" ok  ");
-    EXPECT_EQ(std::distance(std::sregex_iterator(run.out.begin(), run.out.end(), step), {}), 13) << run.out;
+    EXPECT_EQ(std::distance(std::sregex_iterator(run.out.begin(), run.out.end(), step), {}), 14) << run.out;
     EXPECT_NE(run.out.find("simulated points"), std::string::npos) << run.out;
     EXPECT_NE(run.out.find(helper), std::string::npos) << run.out;
   }

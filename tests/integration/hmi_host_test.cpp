@@ -2,6 +2,7 @@
 
 #include <sstream>
 
+#include "support/terminal.h"
 #include "support/tool.h"
 
 namespace {
@@ -17,7 +18,7 @@ std::string replaced(std::string text, const std::string& what, const std::strin
 // What stays of an output when it is printed another time: numbers differ, and with them the columns' widths.
 std::string shapeOf(const std::string& text) {
   const std::string numberless = std::regex_replace(text, std::regex(R"(-?[0-9]+(\.[0-9]+)?)"), "#");
-  return std::regex_replace(numberless, std::regex(" +"), " ");
+  return std::regex_replace(std::regex_replace(numberless, std::regex(" +"), " "), std::regex("(^|\n) "), "$1");
 }
 
 struct Example {
@@ -100,6 +101,8 @@ TEST(HmiHost, WhatIsWrongIsSaidInALineAndHasItsStatus) {
       {"write 4=1e99", 2, "4=1e99: 1e99 is out of range"},
       {"write 4=20 8=7", 2, "8=7: '7' is not true, false, 1 or 0"},
       {"write SupplyFan.Command=7", 2, "'7' is not true, false, 1 or 0"},
+      {"write 10=1.5", 2, "10=1.5: 1.5 is no whole number; write a value that fits its type, UDINT"},
+      {"--raed points", 2, "--raed"},
       {"write 10=-1", 2, "10=-1: -1 is out of range"},
       {"write Unit.ModeText=" + std::string(33, 'x'), 2, "the text has 33 bytes, there is room for 32"},
       {"write --words 4=1,65536", 2, "'65536' is no 16-bit word"},
@@ -118,10 +121,12 @@ TEST(HmiHost, WhatIsWrongIsSaidInALineAndHasItsStatus) {
     EXPECT_EQ(run.out, "") << example.line;
   }
   const Case projects[] = {
+      {"points", 2, "no project directory is named; name the one with BACnetLabel.xml: --project DIR"},
       {"--project /none points", 3, "there is no project directory '/none'"},
       {"--project /usr points", 3, "/usr/BACnetLabel.xml: No such file or directory"},
       {"--project " + dir + "broken read 1", 3, "BACnetLabel.xml: line 3: "},
-      {"--project " + dir + " --link 5 read 1", 3, "the project file has no link 5"},
+      {"--project " + dir + " --link 5 read 1", 3,
+       "the project file has no link 5; name one of its links with --link: 2, "},
   };
   for (const Case& example : projects) {
     const auto run = tool.shell("${TOOL% --project*} " + example.line);
@@ -133,7 +138,7 @@ TEST(HmiHost, WhatIsWrongIsSaidInALineAndHasItsStatus) {
 
 TEST(HmiHost, EachCommandsHelpHasAnExample) {
   const Tool tool;
-  for (const char* command : {"", "info", "points", "read", "write", "watch", "bench", "doctor", "check"}) {
+  for (const char* command : {"", "info", "links", "points", "read", "write", "watch", "bench", "doctor", "check"}) {
     const auto run = tool.shell(std::string("$TOOL ") + command + " --help");
     EXPECT_EQ(run.status, 0) << command;
     EXPECT_NE(run.out.find(std::string("Example:\n  hmi-host --project ")), std::string::npos) << run.out;
@@ -207,11 +212,15 @@ TEST(HmiHost, PointNamesAreCompletedAndNotExecuted) {
                             support::symbolXml(2, "Sub$(touch " + trace + ")[3]", "REAL"));
   const std::string hmiHost = tool.project.dir.write("hmi-host", "#!/bin/sh\nexec " + tool.program() + " \"$@\"\n");
   std::filesystem::permissions(hmiHost, std::filesystem::perms::owner_all);
-  const auto run =
-      tool.shell("bash -c 'source " SOURCE_DIR "/host/hmi-host.bash-completion; COMP_CWORD=6; COMP_WORDS=(" + hmiHost +
-                 " --project " + tool.project.dir.path().string() + " --link " + tool.link() +
-                 " read Su); _hmi_host; printf \"%s\\n\" \"${COMPREPLY[@]}\"'");
-  EXPECT_EQ(run.out, "Supply\\ Air\nSub\\$\\(touch\\ " + trace + "\\)\\[3\\]\n");
+  const auto completed = [&](const std::string& words) {
+    const std::string line = hmiHost + " --project " + tool.project.dir.path().string() + " --link " + words;
+    return tool
+        .shell("bash -c 'source " SOURCE_DIR "/host/hmi-host.bash-completion; COMP_WORDS=(" + line +
+               "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _hmi_host; printf \"%s\\n\" \"${COMPREPLY[@]}\"'")
+        .out;
+  };
+  EXPECT_EQ(completed(tool.link() + " read Su"), "Supply\\ Air\nSub\\$\\(touch\\ " + trace + "\\)\\[3\\]\n");
+  EXPECT_EQ(completed(tool.link().substr(0, 2)), tool.link() + "\n");
   EXPECT_FALSE(std::filesystem::exists(trace));
 }
 
@@ -327,16 +336,50 @@ TEST(HmiHost, AWatchOutlivesItsHelper) {
   EXPECT_EQ(run.status, 130) << run.err;
 }
 
-TEST(HmiHost, ATerminalGetsOneTableThatIsDrawnOverItself) {
+// Eight rows have room for four points.
+TEST(HmiHost, ATerminalGetsOneTableThatKeysScroll) {
   const Tool tool;
-  ASSERT_EQ(tool.run("write 4=20").status, 0);
-  const std::string watch = "script -qec \"$TOOL --link $LINK watch 4 10 --interval 1100 --count 2\" /dev/null";
-  const auto coloured = tool.shell("TERM=xterm " + watch);
-  EXPECT_EQ(coloured.status, 0);
-  EXPECT_NE(coloured.out.find("\x1b[3A"), std::string::npos) << coloured.out;
-  EXPECT_NE(coloured.out.find("▁█"), std::string::npos) << coloured.out;
-  EXPECT_NE(coloured.out.find("\x1b[2m"), std::string::npos) << coloured.out;
-  EXPECT_EQ(tool.shell("NO_COLOR=1 TERM=xterm " + watch).out.find("\x1b[2m"), std::string::npos);
+  ASSERT_EQ(tool.run("write 4=20.125").status, 0);
+  tool.project.dir.write("simulator.json", R"([{"function":"*","regId":6,"code":20}])");
+  support::Terminal terminal(tool.program() + " --project " + tool.project.dir.path().string() + " --link " +
+                                 tool.link() + " watch 1 2 3 4 5 6 --interval 100 --precision 1; stty -a",
+                             8, 70);
+  EXPECT_TRUE(terminal.shows("\x1b[7A")) << "drawn over itself: " << terminal.shown();
+  EXPECT_TRUE(terminal.shows("1 to 4 of 6, arrows")) << terminal.shown();
+  EXPECT_TRUE(terminal.shows("SupplyAir.TempSetpoint   20.1 ")) << terminal.shown();
+  EXPECT_TRUE(terminal.shows("s ago; failures ")) << terminal.shown();
+  EXPECT_TRUE(terminal.shows("▁█")) << "a trend: " << terminal.shown();
+  EXPECT_TRUE(terminal.shows("\x1b[2m")) << "in colours: " << terminal.shown();
+  const std::pair<const char*, const char*> keys[] = {{"\x1b[B", "2 to 5 of 6"},
+                                                      {" ", "3 to 6 of 6"},
+                                                      {"\x1b[A", "2 to 5 of 6"},
+                                                      {"g", "1 to 4 of 6"},
+                                                      {"\x1b[F", "3 to 6 of 6"}};
+  for (const auto& [key, shown] : keys) {
+    ASSERT_TRUE(terminal.press(key));
+    EXPECT_TRUE(terminal.shows(shown)) << terminal.shown();
+  }
+  terminal.press("f");
+  EXPECT_TRUE(terminal.shows("\x1b[31m    6  ")) << "failures are first: " << terminal.shown();
+  terminal.press("q");
+  EXPECT_TRUE(terminal.shows(" icanon ")) << "the terminal is as before: " << terminal.shown();
+  EXPECT_TRUE(terminal.shows(" echo ")) << terminal.shown();
+  EXPECT_EQ(terminal.status(), 0);
+}
+
+TEST(HmiHost, ATerminalIsToldWhenItsHelperHasGone) {
+  const Tool tool;
+  support::Terminal terminal("exec env NO_COLOR=1 " + tool.program() + " --project " +
+                                 tool.project.dir.path().string() + " --link " + tool.link() + " watch 1 --interval 50",
+                             24, 100);
+  EXPECT_TRUE(terminal.shows("helper answers")) << terminal.shown();
+  std::filesystem::remove(tool.project.dir.file("BACnet_Velix"));
+  tool.project.killHelper();
+  terminal.press("");
+  EXPECT_TRUE(terminal.shows("helper is gone, looked for each round")) << terminal.shown();
+  EXPECT_EQ(terminal.shown().find("\x1b[2m"), std::string::npos);
+  terminal.press("\x03");
+  EXPECT_EQ(terminal.status(), 130);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <limits>
 
+#include "host/tool/console/records.h"
 #include "host/tool/link/result_codes.h"
 #include "host/tool/link/statistics.h"
 #include "host/tool/view/trend.h"
@@ -33,6 +34,22 @@ TEST(Trend, DrawsTheNewestValuesBetweenLowestAndHighest) {
   full.add(1000.0);
   for (std::size_t i = 0; i < tool::CTrend::kLength; ++i) full.add(i == 0 ? 1.0 : 2.0);
   EXPECT_EQ(full.text().substr(0, 6), "▁█") << "the oldest has gone";
+}
+
+TEST(Table, ShortensNamesBeforeValuesAreCut) {
+  tool::CTable table({{"name", "Name"}, {"value", "Value", true}, {"words", "Words"}});
+  const tool::Record row = {{"name", "Außenluft.Temperatur"}, {"value", 21.5}, {"words", {16812, 0}}};
+  table.fit(row);
+  const std::pair<std::size_t, std::string> lines[] = {
+      {27, "Außenluft.Temperatur   21.5  16812 0"},
+      {24, "Außenluf…mperatur   21.5  16812 0"},
+      {0, "Auß…atur   21.5  16812 0"},
+  };
+  for (const auto& [width, line] : lines) {
+    table.shorten("name", "value", width);
+    EXPECT_EQ(table.line(row), line) << width;
+  }
+  EXPECT_EQ(tool::shortenedTo("äöü", 1), "…");
 }
 
 TEST(ResultCodes, AreToldInWordsThatThePageHas) {

@@ -23,6 +23,7 @@ struct Action {
 using AddCommand = void(CLI::App& app, Action& action);
 
 AddCommand addInfo;
+AddCommand addLinks;
 AddCommand addPoints;
 AddCommand addRead;
 AddCommand addWrite;

@@ -55,7 +55,7 @@ Finding readProject(Examination& seen) {
 }
 
 Finding findLink(Examination& seen) {
-  requirePresent(seen.link);
+  requirePresent(seen.link, seen.options);
   return ok(fmt::format("link {} with {} points", seen.link.linkId, seen.link.points.size()));
 }
 
@@ -101,6 +101,7 @@ std::vector<Step> steps() {
       {"plug-in", {}, loadPlugin},
       {"ABI", {"plug-in"}, askAbiVersion},
       {"project file", {}, readProject},
+      {"project check", {"project file"}, [](Examination& seen) { return examineProject(seen.options); }},
       {"link", {"project file"}, findLink},
       {"interface", {}, findAddress},
       {"helper file",

@@ -5,11 +5,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <limits>
 
+#include "host/tool/console/keyboard.h"
 #include "host/tool/failure.h"
 
 namespace tool {
@@ -21,7 +23,10 @@ volatile std::sig_atomic_t wasNoted = 0;
 int wakeUp = -1;  // becomes readable with the first interrupt
 
 extern "C" void onInterrupt(int /*signal*/) {
-  if (isNoting == 0 || wasNoted != 0) _exit(static_cast<int>(ExitStatus::kInterrupted));
+  if (isNoting == 0 || wasNoted != 0) {
+    restoreTerminal();
+    _exit(static_cast<int>(ExitStatus::kInterrupted));
+  }
   wasNoted = 1;
   const int before = errno;
   const std::uint64_t one = 1;
@@ -49,14 +54,16 @@ CInterruptNote::~CInterruptNote() {
   isNoting = 0;
 }
 
-bool CInterruptNote::waitUntil(std::chrono::steady_clock::time_point time) const {
+CInterruptNote::Event CInterruptNote::waitUntil(std::chrono::steady_clock::time_point time, int input) const {
   for (;;) {
     using std::chrono::milliseconds;
     const auto left = std::chrono::ceil<milliseconds>(time - std::chrono::steady_clock::now()).count();
-    if (isInterrupted()) return false;
-    if (left <= 0) return true;
-    pollfd entry{wakeUp, POLLIN, 0};
-    poll(&entry, 1, static_cast<int>(std::min<std::int64_t>(left, std::numeric_limits<int>::max())));
+    if (isInterrupted()) return Event::kInterrupt;
+    if (left <= 0) return Event::kTime;
+    std::array<pollfd, 2> entries = {{{wakeUp, POLLIN, 0}, {input, POLLIN, 0}}};
+    const auto limit = std::min<std::int64_t>(left, std::numeric_limits<int>::max());
+    if (poll(entries.data(), entries.size(), static_cast<int>(limit)) > 0 && entries[1].revents != 0)
+      return Event::kInput;
   }
 }
 

@@ -16,8 +16,10 @@ class CInterruptNote {
   CInterruptNote(const CInterruptNote&) = delete;
   CInterruptNote& operator=(const CInterruptNote&) = delete;
 
-  /// Sleeps until `time` or the interrupt. Result: whether it was the time.
-  bool waitUntil(std::chrono::steady_clock::time_point time) const;
+  enum class Event { kTime, kInput, kInterrupt };
+  /// Sleeps until `time`, the interrupt, or something to read at `input`, if there is one (-1). Result: what came
+  /// first.
+  Event waitUntil(std::chrono::steady_clock::time_point time, int input) const;
 };
 
 /// Whether an interrupt was noted. A bus call that was under way then may have failed for it.

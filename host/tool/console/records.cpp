@@ -10,6 +10,10 @@ namespace tool {
 
 namespace {
 
+constexpr std::string_view kGap = "  ";
+constexpr const char* kEllipsis = "…";
+constexpr std::size_t kShortest = 8;
+
 bool startsCharacter(char byte) {
   return (static_cast<unsigned char>(byte) & 0xC0) != 0x80;
 }
@@ -120,13 +124,37 @@ std::string cutTo(const std::string& text, std::size_t width) {
   return {text.begin(), end};
 }
 
+std::string shortenedTo(const std::string& text, std::size_t width) {
+  const std::size_t length = displayWidth(text);
+  if (length <= width) return text;
+  if (width == 0) return "";
+  const std::size_t head = (width - 1) / 2;
+  return cutTo(text, head) + kEllipsis + text.substr(cutTo(text, length - (width - 1 - head)).size());
+}
+
 CTable::CTable(std::vector<Column> columns) : columns_(std::move(columns)) {
   for (const Column& column : columns_) widths_.push_back(displayWidth(column.title));
+  limits_ = widths_;
 }
 
 void CTable::fit(const Record& record) {
   for (std::size_t i = 0; i < columns_.size(); ++i)
     widths_[i] = std::max(widths_[i], displayWidth(cellText(record, columns_[i].key)));
+  limits_ = widths_;
+}
+
+void CTable::shorten(const std::string& key, const std::string& last, std::size_t width) {
+  limits_ = widths_;
+  std::size_t taken = 0;
+  std::size_t shortened = 0;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    taken += widths_[i] + kGap.size();
+    if (columns_[i].key == key) shortened = i;
+    if (columns_[i].key == last) break;
+  }
+  const std::size_t excess = taken - std::min(taken, width + kGap.size());
+  const std::size_t least = std::min(widths_[shortened], kShortest);
+  limits_[shortened] = std::max(least, widths_[shortened] - std::min(widths_[shortened], excess));
 }
 
 std::string CTable::header() const {
@@ -140,9 +168,10 @@ std::string CTable::line(const Record& record) const {
 std::string CTable::join(const std::vector<std::string>& cells) const {
   std::string line;
   for (std::size_t i = 0; i < cells.size(); ++i) {
-    const std::string padding(widths_[i] - std::min(widths_[i], displayWidth(cells[i])), ' ');
-    if (i > 0) line += "  ";
-    line += columns_[i].isNumber ? padding + cells[i] : cells[i] + padding;
+    const std::string cell = shortenedTo(cells[i], limits_[i]);
+    const std::string padding(limits_[i] - displayWidth(cell), ' ');
+    if (i > 0) line += kGap;
+    line += columns_[i].isNumber ? padding + cell : cell + padding;
   }
   return line.substr(0, line.find_last_not_of(' ') + 1);
 }

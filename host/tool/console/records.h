@@ -26,6 +26,9 @@ class CTable {
   explicit CTable(std::vector<Column> columns);
 
   void fit(const Record& record);
+  /// Has the cells of column `key` shortened in their middle, so that the columns up to `last` take `width` characters,
+  /// but never to less than eight. For the lines that follow, until it is called again.
+  void shorten(const std::string& key, const std::string& last, std::size_t width);
   std::string header() const;
   std::string line(const Record& record) const;
 
@@ -34,6 +37,7 @@ class CTable {
 
   std::vector<Column> columns_;
   std::vector<std::size_t> widths_;
+  std::vector<std::size_t> limits_;  // widths, where no column is shortened
 };
 
 /// Writes records in the format asked for: JSON one object a line, CSV with a header line, or an aligned table.
@@ -71,6 +75,9 @@ std::string fieldText(const Record& field);
 
 /// Number of characters that UTF-8 `text` takes on a terminal.
 std::size_t displayWidth(const std::string& text);
+
+/// UTF-8 `text` in `width` characters, an ellipsis in the place of its middle where it has more.
+std::string shortenedTo(const std::string& text, std::size_t width);
 
 /// The first `width` characters of UTF-8 `text`.
 std::string cutTo(const std::string& text, std::size_t width);

@@ -33,6 +33,9 @@ Finding outcomeOf(const std::function<Finding()>& examine);
 /// says of itself. Throws CFailure (unreachable).
 Finding examineHelper(const std::string& projectDirectory);
 
+/// What is wrong in the project file with the link, or with no link at all. The file can be read.
+Finding examineProject(const Options& options);
+
 /// The shell that SHELL names.
 Finding examineShell();
 

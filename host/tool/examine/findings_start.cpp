@@ -4,14 +4,19 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <string>
+#include <vector>
 
 #include "host/tool/examine/findings.h"
 #include "host/tool/link/helper_files.h"
 #include "host/tool/link/helper_version.h"
+#include "host/tool/link/project.h"
+#include "plant/check.h"
 
 namespace tool {
 
@@ -56,6 +61,22 @@ Finding outcomeOf(const std::function<Finding()>& examine) {
   Finding finding;
   const auto failure = failureOf([&] { finding = examine(); });
   return failure ? failed(failure->status(), failure->problem(), failure->remedy()) : finding;
+}
+
+Finding examineProject(const Options& options) {
+  std::vector<plant::Problem> problems;
+  std::string error;
+  if (plant::checkProject(projectFile(options), problems, error) != 0)
+    return failed(ExitStatus::kProject, error, "mend the file");
+  const auto end = std::remove_if(problems.begin(), problems.end(), [&](const plant::Problem& problem) {
+    return problem.link && problem.link != options.link;
+  });
+  const auto count = std::distance(problems.begin(), end);
+  if (count == 0) return ok("nothing to mend");
+  const plant::Problem& first = problems.front();
+  return warning(
+      fmt::format("{} problem{}; line {}: {}: {}", count, count == 1 ? "" : "s", first.line, first.where, first.text),
+      first.remedy + "; 'hmi-host check' lists them all");
 }
 
 Finding examineHelper(const std::string& projectDirectory) {

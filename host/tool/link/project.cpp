@@ -57,6 +57,11 @@ std::vector<plant::Point> meant(const plant::Link& link, const std::string& text
                  "'hmi-host points' lists them");
 }
 
+void requireRead(std::int32_t result, const std::string& error) {
+  if (result != 0)
+    throw CFailure(ExitStatus::kProject, error, "name the project's directory with --project, or mend the file");
+}
+
 }  // namespace
 
 std::string projectFile(const Options& options) {
@@ -66,19 +71,29 @@ std::string projectFile(const Options& options) {
 plant::Link readLink(const Options& options) {
   plant::Link link;
   std::string error;
-  if (plant::readProject(projectFile(options), options.link, link, error) == 0) return link;
-  throw CFailure(ExitStatus::kProject, error, "name the project's directory with --project, or mend the file");
+  requireRead(plant::readProject(projectFile(options), options.link, link, error), error);
+  return link;
 }
 
-void requirePresent(const plant::Link& link) {
+std::vector<plant::Link> readLinks(const Options& options) {
+  std::vector<plant::Link> links;
+  std::string error;
+  requireRead(plant::readLinks(projectFile(options), links, error), error);
+  return links;
+}
+
+void requirePresent(const plant::Link& link, const Options& options) {
   if (link.present) return;
+  std::vector<std::int32_t> numbers;
+  for (const plant::Link& each : readLinks(options)) numbers.push_back(each.linkId);
   throw CFailure(ExitStatus::kProject, fmt::format("the project file has no link {}", link.linkId),
-                 "name one of its links (attribute LinkID) with --link");
+                 numbers.empty() ? "it has none at all: add \"BACnet\" and \"Symbols\" elements with a LinkID"
+                                 : fmt::format("name one of its links with --link: {}", fmt::join(numbers, ", ")));
 }
 
 plant::Link readPresentLink(const Options& options) {
   plant::Link link = readLink(options);
-  requirePresent(link);
+  requirePresent(link, options);
   return link;
 }
 

@@ -14,8 +14,11 @@ std::string projectFile(const Options& options);
 /// Reads the link's part of the project file. Throws CFailure (project) when the file is missing or broken.
 plant::Link readLink(const Options& options);
 
+/// Every link of the project file. Throws CFailure (project) when the file is missing or broken.
+std::vector<plant::Link> readLinks(const Options& options);
+
 /// Throws CFailure (project) when the project file has no such link.
-void requirePresent(const plant::Link& link);
+void requirePresent(const plant::Link& link, const Options& options);
 
 /// Both of the above.
 plant::Link readPresentLink(const Options& options);

@@ -32,14 +32,13 @@ Record jsonOf(const plant::Value& value) {
       value);
 }
 
-// Result: none for a value that is no floating-point number.
-std::optional<std::string> roundedText(const plant::Value& value, int precision) {
+Record roundedOf(const plant::Value& value, int precision) {
   return std::visit(
-      [&](const auto& held) -> std::optional<std::string> {
+      [&](const auto& held) -> Record {
         if constexpr (std::is_floating_point_v<std::decay_t<decltype(held)>>)
           return fmt::format("{:.{}f}", held, precision);
         else
-          return std::nullopt;
+          return held;
       },
       value);
 }
@@ -64,20 +63,14 @@ std::vector<Column> resultColumns() {
           {"value", "Value", true}, {"type", "Type"}, {"words", "Words"}};
 }
 
-Record recordOf(const Result& result) {
+Record recordOf(const Result& result, std::optional<int> precision) {
   Record record;
   record["regId"] = result.point().regId;
   record["name"] = result.point().fullName();
   if (result.access.code) record["code"] = *result.access.code;
   if (result.access.code == kDone) record["words"] = result.access.words;
-  if (result.value) record["value"] = jsonOf(*result.value);
+  if (result.value) record["value"] = precision ? roundedOf(*result.value, *precision) : jsonOf(*result.value);
   record["type"] = typeOf(result.point());
-  return record;
-}
-
-Record recordOf(const Result& result, int precision) {
-  Record record = recordOf(result);
-  if (result.value) record["value"] = roundedText(*result.value, precision).value_or(fieldText(record["value"]));
   return record;
 }
 

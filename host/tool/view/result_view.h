@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,9 +10,8 @@
 namespace tool {
 
 std::vector<Column> resultColumns();
-Record recordOf(const Result& result);
-/// The same, with so many digits behind the point of a REAL or DOUBLE.
-Record recordOf(const Result& result, int precision);
+/// With `precision`, the value of a REAL or DOUBLE is a text with so many digits behind the point.
+Record recordOf(const Result& result, std::optional<int> precision = std::nullopt);
 
 /// A good result's value as tables show it.
 std::string valueText(const Result& result);
