@@ -35,6 +35,7 @@ set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_
 ship_program(BACnet_IP ${driver_dir})
 if(HAS_OWN_HOST)
   ship_program(hmi_host ${driver_dir})
+  ship_program(bacnet_velix ${driver_dir})
   ship_program(simulator ${driver_dir}/simulator)
   ship_program(hmi_host_tool ${CMAKE_INSTALL_BINDIR})
   ship_program(bacnet_device ${CMAKE_INSTALL_BINDIR})

@@ -17,8 +17,7 @@ namespace helper {
 
 namespace {
 
-constexpr const char* kDirectory = "/tmp/velix_bacnet";
-constexpr mode_t kDirectoryMode = 0755;
+constexpr mode_t kRuntimeDirectoryMode = 0755;
 constexpr std::chrono::milliseconds kLockWait{2000};
 
 std::string failure(const std::string& path) {
@@ -69,7 +68,7 @@ bool writePid(const std::string& path, std::string& error) {
 }  // namespace
 
 CRuntimeFiles::CRuntimeFiles(std::int32_t link) {
-  const std::string stem = fmt::format("{}/link_{}", kDirectory, link);
+  const std::string stem = fmt::format("{}/link_{}", kRuntimeDirectory, link);
   socketPath_ = stem + ".sock";
   pidPath_ = stem + ".pid";
   logPath_ = stem + ".log";
@@ -102,17 +101,17 @@ bool CRuntimeFiles::claim(std::string& error) {
 }
 
 bool CRuntimeFiles::prepareDirectory(std::string& error) const {
-  if (::mkdir(kDirectory, kDirectoryMode) != 0 && errno != EEXIST) {
-    error = failure(kDirectory);
+  if (::mkdir(kRuntimeDirectory, kRuntimeDirectoryMode) != 0 && errno != EEXIST) {
+    error = failure(kRuntimeDirectory);
     return false;
   }
   struct stat status {};
-  if (::lstat(kDirectory, &status) != 0) {
-    error = failure(kDirectory);
+  if (::lstat(kRuntimeDirectory, &status) != 0) {
+    error = failure(kRuntimeDirectory);
   } else if (!S_ISDIR(status.st_mode)) {
-    error = fmt::format("{} is not a directory", kDirectory);
+    error = fmt::format("{} is not a directory", kRuntimeDirectory);
   } else if (status.st_uid != ::geteuid()) {
-    error = fmt::format("{} belongs to another user (uid {})", kDirectory, status.st_uid);
+    error = fmt::format("{} belongs to another user (uid {})", kRuntimeDirectory, status.st_uid);
   } else {
     return true;
   }

@@ -9,6 +9,9 @@
 
 namespace helper {
 
+/// Where every helper of the machine has its files.
+constexpr const char* kRuntimeDirectory = "/tmp/velix_bacnet";
+
 /// The files of one link below "/tmp/velix_bacnet", as the driver looks for them: the socket and the pid file, which
 /// are this process's from `claim` until it ends, and the log file's name beside them.
 class CRuntimeFiles {

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "bacnet/client/device_client.h"
+#include "helper/source/bound_project.h"
+#include "helper/source/helper_options.h"
+#include "helper/source/link_settings.h"
+#include "helper/source/point_source.h"
+#include "io/datagrams.h"
+#include "io/timers.h"
+
+namespace helper {
+
+/// Points that a BACnet/IP device has. Says in the log what changes: the device found, silent, back or moved, a
+/// subscription refused, a point's new failure; never a line a request.
+class CBacnetSource : public CPointSource {
+ public:
+  /// Opens a link's sockets; throws std::system_error when the port or the network cannot be had.
+  using OpenSockets =
+      std::function<std::unique_ptr<io::CDatagrams>(const LinkSettings& settings, const HelperOptions& options)>;
+  using Log = std::function<void(const std::string& line)>;
+
+  /// `timers` outlives the source.
+  CBacnetSource(io::CTimers& timers, OpenSockets openSockets, Log log);
+  ~CBacnetSource() override;
+
+  Outcome load(const std::shared_ptr<const plant::Link>& link, const std::string& directory) override;
+  void connect(io::TimePoint deadline, Done<Outcome> done) override;
+  void read(std::vector<PointRead> points, io::TimePoint deadline, Done<std::vector<Reading>> done) override;
+  void write(std::vector<PointWrite> points, io::TimePoint deadline, Done<std::vector<Outcome>> done) override;
+  bool strictBatches() const override { return options_.isBatchStrict; }
+
+ private:
+  struct Connection;  // the sockets and the client on them
+  struct Writing;     // a write under way
+
+  Outcome open();
+  void subscribe();
+  void readCurrent(std::shared_ptr<Writing> writing);
+  void sendWrites(std::shared_ptr<Writing> writing);
+  void note(const char* access, const plant::Point& point, ResultCode& last, ResultCode code, const std::string& words);
+
+  io::CTimers& timers_;
+  OpenSockets openSockets_;
+  Log log_;
+  HelperOptions options_;
+  std::optional<LinkSettings> settings_;  // nothing where the link's parameters cannot be used
+  std::string settingsError_;
+  std::shared_ptr<CBoundProject> project_;
+  std::set<bacnet::ObjectId> subscribed_;
+  std::unique_ptr<Connection> connection_;
+};
+
+}  // namespace helper

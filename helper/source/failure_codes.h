@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+#include "bacnet/client/device_client.h"
+#include "helper/result_codes.h"
+
+namespace helper {
+
+/// The code that a point answers for a failure of its request, and the words for the log: `unknown-property`.
+ResultCode codeOf(const bacnet::Failure& failure);
+std::string wordsOf(const bacnet::Failure& failure);
+
+}  // namespace helper

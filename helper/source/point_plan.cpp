@@ -1,0 +1,164 @@
+#include "helper/source/point_plan.h"
+
+#include <algorithm>
+#include <array>
+
+#include "bacnet/number/failures.h"
+#include "bacnet/number/object_types.h"
+#include "bacnet/number/properties.h"
+
+namespace helper {
+
+namespace {
+
+using bacnet::ApplicationType;
+namespace object_type = bacnet::object_type;
+namespace property = bacnet::property;
+
+constexpr std::int32_t kSlots = 16;        // of a priority array
+constexpr std::int32_t kReservedSlot = 6;  // the device's own, for minimum on and off times
+
+struct TypeRow {
+  bacnet::ObjectType object;
+  ApplicationType tag;
+};
+
+// Present values; those of the other object types are read-only or of any type.
+constexpr std::array<TypeRow, 29> kPresentValues = {{
+    {object_type::kAnalogInput, ApplicationType::kReal},
+    {object_type::kAnalogOutput, ApplicationType::kReal},
+    {object_type::kAnalogValue, ApplicationType::kReal},
+    {object_type::kBinaryInput, ApplicationType::kEnumerated},
+    {object_type::kBinaryOutput, ApplicationType::kEnumerated},
+    {object_type::kBinaryValue, ApplicationType::kEnumerated},
+    {object_type::kCalendar, ApplicationType::kBoolean},
+    {object_type::kCommand, ApplicationType::kUnsigned},
+    {object_type::kLoop, ApplicationType::kReal},
+    {object_type::kMultiStateInput, ApplicationType::kUnsigned},
+    {object_type::kMultiStateOutput, ApplicationType::kUnsigned},
+    {object_type::kMultiStateValue, ApplicationType::kUnsigned},
+    {object_type::kLifeSafetyPoint, ApplicationType::kEnumerated},
+    {object_type::kLifeSafetyZone, ApplicationType::kEnumerated},
+    {object_type::kAccumulator, ApplicationType::kUnsigned},
+    {object_type::kPulseConverter, ApplicationType::kReal},
+    {object_type::kAccessDoor, ApplicationType::kEnumerated},
+    {object_type::kBitstringValue, ApplicationType::kBitString},
+    {object_type::kCharacterstringValue, ApplicationType::kCharacterString},
+    {object_type::kDatePatternValue, ApplicationType::kDate},
+    {object_type::kDateValue, ApplicationType::kDate},
+    {object_type::kIntegerValue, ApplicationType::kSigned},
+    {object_type::kLargeAnalogValue, ApplicationType::kDouble},
+    {object_type::kOctetstringValue, ApplicationType::kOctetString},
+    {object_type::kPositiveIntegerValue, ApplicationType::kUnsigned},
+    {object_type::kTimePatternValue, ApplicationType::kTime},
+    {object_type::kTimeValue, ApplicationType::kTime},
+    {object_type::kLightingOutput, ApplicationType::kReal},
+    {object_type::kBinaryLightingOutput, ApplicationType::kEnumerated},
+}};
+
+struct PropertyRow {
+  bacnet::PropertyId property;
+  ApplicationType tag;
+};
+
+// Properties that are of one type wherever they are.
+constexpr std::array<PropertyRow, 18> kProperties = {{
+    {property::kActiveText, ApplicationType::kCharacterString},
+    {property::kApduSegmentTimeout, ApplicationType::kUnsigned},
+    {property::kApduTimeout, ApplicationType::kUnsigned},
+    {property::kNotificationClass, ApplicationType::kUnsigned},
+    {property::kDescription, ApplicationType::kCharacterString},
+    {property::kEventEnable, ApplicationType::kBitString},
+    {property::kInactiveText, ApplicationType::kCharacterString},
+    {property::kLimitEnable, ApplicationType::kBitString},
+    {property::kLocation, ApplicationType::kCharacterString},
+    {property::kNotifyType, ApplicationType::kEnumerated},
+    {property::kNumberOfApduRetries, ApplicationType::kUnsigned},
+    {property::kObjectName, ApplicationType::kCharacterString},
+    {property::kOutOfService, ApplicationType::kBoolean},
+    {property::kPolarity, ApplicationType::kEnumerated},
+    {property::kReliability, ApplicationType::kEnumerated},
+    {property::kStateText, ApplicationType::kCharacterString},
+    {property::kTimeDelay, ApplicationType::kUnsigned},
+    {property::kUnits, ApplicationType::kEnumerated},
+}};
+
+bool isCommandable(bacnet::ObjectType object) {
+  constexpr std::array<bacnet::ObjectType, 6> kUsual = {object_type::kAnalogOutput,     object_type::kAnalogValue,
+                                                        object_type::kBinaryOutput,     object_type::kBinaryValue,
+                                                        object_type::kMultiStateOutput, object_type::kMultiStateValue};
+  return std::find(kUsual.begin(), kUsual.end(), object) != kUsual.end() ||
+         (object >= object_type::kBitstringValue && object <= object_type::kTimeValue);
+}
+
+bool isNumbered(const plant::Point& point) {
+  const auto isWithin = [](std::int32_t number, std::uint32_t largest) {
+    return number >= 0 && static_cast<std::uint32_t>(number) <= largest;
+  };
+  constexpr std::uint32_t kLargestObjectType = 1023;
+  return isWithin(point.objectType, kLargestObjectType) && isWithin(point.instance, bacnet::kLargestInstance) &&
+         isWithin(point.propId, bacnet::kLargestInstance);
+}
+
+void planSlot(const plant::Point& point, PointPlan& plan) {
+  plan.write.reference = {property::kPresentValue, std::nullopt};
+  if (point.arrayIndex < 0) {
+    plan.writeRefused = withNumber(ResultCode::kBacnetError,
+                                   bacnet::error_code::kWriteAccessDenied);  // the array as a whole cannot be written
+  } else if (point.arrayIndex == 0 || point.arrayIndex > kSlots || point.arrayIndex == kReservedSlot) {
+    plan.writeRefused = ResultCode::kConfiguration;
+  } else {
+    plan.priority = static_cast<std::uint8_t>(point.arrayIndex);
+  }
+}
+
+}  // namespace
+
+PointPlan planPoint(const plant::Point& point, std::uint8_t defaultPriority) {
+  PointPlan plan;
+  if (!isNumbered(point)) plan.refused = ResultCode::kConfiguration;
+  const bacnet::ObjectId object{static_cast<bacnet::ObjectType>(point.objectType),
+                                static_cast<std::uint32_t>(point.instance)};
+  plan.read = {object, {static_cast<bacnet::PropertyId>(point.propId), std::nullopt}};
+  if (point.arrayIndex >= 0) plan.read.reference.index = static_cast<bacnet::ArrayIndex>(point.arrayIndex);
+  plan.write = plan.read;
+  plan.isRelease = point.priorityReset;
+
+  if (point.propId == property::kPriorityArray) planSlot(point, plan);
+  if (point.propId == property::kPresentValue) {
+    plan.isPresentValue = point.arrayIndex < 0;
+    if (plan.isRelease || isCommandable(object.type)) plan.priority = defaultPriority;
+  }
+  return plan;
+}
+
+std::optional<ApplicationType> writtenType(bacnet::ObjectType object, bacnet::PropertyId property) {
+  using namespace bacnet::property;
+  switch (property) {
+    case kPresentValue:
+    case kRelinquishDefault: {
+      const auto row = std::find_if(kPresentValues.begin(), kPresentValues.end(),
+                                    [&](const TypeRow& each) { return each.object == object; });
+      if (row == kPresentValues.end()) return std::nullopt;
+      return row->tag;
+    }
+    case kHighLimit:
+    case kLowLimit:
+    case kMaxPresValue:
+    case kMinPresValue:
+      return writtenType(object, kPresentValue);
+    case kCovIncrement:
+    case kDeadband: {  // differences: of a signed value they are unsigned
+      const auto value = writtenType(object, kPresentValue);
+      return value == ApplicationType::kSigned ? ApplicationType::kUnsigned : value;
+    }
+    default:
+      break;
+  }
+  const auto row = std::find_if(kProperties.begin(), kProperties.end(),
+                                [&](const PropertyRow& each) { return each.property == property; });
+  if (row == kProperties.end()) return std::nullopt;
+  return row->tag;
+}
+
+}  // namespace helper

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "bacnet/client/device_client.h"
+#include "bacnet/codec/tag.h"
+#include "helper/result_codes.h"
+#include "plant/project.h"
+
+namespace helper {
+
+/// What reading and writing a point means to the device.
+struct PointPlan {
+  bacnet::PropertyAddress read;
+  bacnet::PropertyAddress write;           ///< slot n of a priority array is written as the present value at priority n
+  std::optional<std::uint8_t> priority;    ///< of a write
+  bool isRelease = false;                  ///< any write sends Null
+  bool isPresentValue = false;             ///< and so may be subscribed to
+  ResultCode refused = ResultCode::kDone;  ///< what any access answers without asking the device
+  ResultCode writeRefused = ResultCode::kDone;  ///< what a write answers without asking the device
+};
+
+/// `defaultPriority` is for plain writes to the present value of a commandable object.
+PointPlan planPoint(const plant::Point& point, std::uint8_t defaultPriority);
+
+/// The type that a device takes for a property, by object type and property; nothing where only the device knows.
+std::optional<bacnet::ApplicationType> writtenType(bacnet::ObjectType object, bacnet::PropertyId property);
+
+}  // namespace helper

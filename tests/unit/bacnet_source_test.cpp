@@ -1,0 +1,253 @@
+#include "helper/source/bacnet_source.h"
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <map>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "bacnet/number/object_types.h"
+#include "bacnet/number/properties.h"
+#include "bacnet/server/server.h"
+#include "bacnet/server/standard_object.h"
+#include "io/fake/fake_clock.h"
+#include "io/fake/fake_network.h"
+#include "support/temp_dir.h"
+
+namespace helper {
+namespace {
+
+using namespace std::chrono_literals;
+using bacnet::ObjectId;
+using plant::DataType;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace object = bacnet::object_type;
+namespace property = bacnet::property;
+
+const io::Address kDeviceAddress{0xC0000202, bacnet::kStandardPort};  // 192.0.2.2
+const io::Address kOwnAddress{0xC0000201, bacnet::kStandardPort};
+
+plant::Point point(std::int32_t regId, ObjectId id, DataType type, bacnet::PropertyId propId = property::kPresentValue,
+                   std::int32_t index = -1) {
+  plant::Point made;
+  made.name = "Point" + std::to_string(regId);
+  made.regId = regId;
+  made.objectType = id.type;
+  made.instance = static_cast<std::int32_t>(id.instance);
+  made.propId = static_cast<std::int32_t>(propId);
+  made.type = type;
+  made.arrayIndex = index;
+  return made;
+}
+
+// The source on one end of a network, and a device of our own on the other.
+class BacnetSource : public testing::Test {
+ protected:
+  BacnetSource() {
+    for (const ObjectId id :
+         {ObjectId{object::kAnalogOutput, 1}, ObjectId{object::kBinaryValue, 1}, ObjectId{object::kMultiStateValue, 1},
+          ObjectId{object::kBitstringValue, 1}, ObjectId{object::kCharacterstringValue, 1}}) {
+      device.add(bacnet::server::makeStandardObject(id, "Object " + std::to_string(id.type)));
+    }
+    device.find({object::kAnalogOutput, 1})->set(property::kPresentValue, {20.5F});
+    device.find({object::kBitstringValue, 1})->set(property::kPresentValue, {bacnet::BitString{{true, false, true}}});
+
+    link->ip = io::ipText(kDeviceAddress.ip);
+    link->deviceId = 4711;
+    link->points = {point(0, {object::kAnalogOutput, 1}, DataType::kReal),
+                    point(1, {object::kBinaryValue, 1}, DataType::kBool),
+                    point(2, {object::kMultiStateValue, 1}, DataType::kUdint),
+                    point(3, {object::kBitstringValue, 1}, DataType::kBool),
+                    point(4, {object::kAnalogOutput, 1}, DataType::kReal, property::kPriorityArray, 3),
+                    point(5, {object::kAnalogOutput, 1}, DataType::kReal, property::kPriorityArray, 8),
+                    point(6, {object::kAnalogOutput, 99}, DataType::kReal),
+                    point(7, {object::kAnalogOutput, 1}, DataType::kReal),
+                    point(8, {object::kCharacterstringValue, 1}, DataType::kString)};
+    link->points[3].bitNum = 1;
+    link->points[7].priorityReset = true;
+  }
+
+  ResultCode connect() {
+    ResultCode code = source.load(link, directory.path()).code;
+    if (code != ResultCode::kDone) return code;
+    source.connect(clock.now() + 2500ms, [&](const Outcome& outcome) { code = outcome.code; });
+    return code;
+  }
+
+  std::string readNow(std::vector<std::size_t> indices) {
+    std::vector<PointRead> reads;
+    for (const std::size_t i : indices) reads.push_back({&link->points[i], 16});
+    std::string text;
+    const io::TimePoint asked = clock.now();
+    source.read(reads, asked + 2500ms, [&](const std::vector<Reading>& readings) {
+      for (const Reading& each : readings) {
+        const bool isGood = each.code == ResultCode::kDone;
+        text += isGood ? plant::toText(each.value) : "#" + std::to_string(static_cast<int>(each.code));
+        text += ' ';
+      }
+    });
+    EXPECT_TRUE(clock.runUntil([&] { return !text.empty(); }, 2500ms));
+    took = clock.now() - asked;
+    return text;
+  }
+
+  int writeNow(std::size_t index, plant::Value value) {
+    int code = -1;
+    source.write({{&link->points[index], std::move(value), 16}}, clock.now() + 2500ms,
+                 [&](const std::vector<Outcome>& outcomes) { code = static_cast<int>(outcomes.front().code); });
+    EXPECT_TRUE(clock.runUntil([&] { return code >= 0; }, 2500ms));
+    return code;
+  }
+
+  void silence(bool isSilent) {
+    network.setScript([=](const io::CFakeNetwork::Datagram&) {
+      io::CFakeNetwork::Fate fate;
+      if (isSilent) fate.delays.clear();
+      return fate;
+    });
+  }
+
+  io::CFakeClock clock;
+  io::CFakeNetwork network{clock};
+  support::TempDir directory;
+  std::shared_ptr<plant::Link> link = std::make_shared<plant::Link>();
+  bacnet::server::CDevice device{{4711, "Device", "Vendor", 999, "Model", "1", "1", "", ""}};
+  std::unique_ptr<io::CDatagrams> deviceSocket = network.open(kDeviceAddress);
+  bacnet::CNetwork deviceNetwork{*deviceSocket, clock};
+  bacnet::server::CServer server{deviceNetwork, clock, device, {io::kBroadcastIp, bacnet::kStandardPort}};
+
+  std::vector<std::string> log;
+  int opened = 0;
+  CBacnetSource source{clock,
+                       [&](const LinkSettings&, const HelperOptions&) {
+                         ++opened;
+                         return network.open(kOwnAddress);
+                       },
+                       [&](const std::string& line) { log.push_back(line); }};
+  io::Duration took{};
+};
+
+TEST_F(BacnetSource, ReadsWritesAndReleases) {
+  ASSERT_EQ(connect(), ResultCode::kDone);
+  EXPECT_EQ(readNow({0, 1, 2, 3}), "20.5 false 1 false ");
+  EXPECT_EQ(readNow({4, 6}), "#22 #1031 ");
+
+  EXPECT_EQ(writeNow(0, 21.5F), 0);
+  EXPECT_EQ(writeNow(4, 30.0F), 0);
+  EXPECT_EQ(readNow({0, 4, 5}), "30 30 21.5 ") << "a write goes to slot 8, and slot 3 comes before it";
+  EXPECT_EQ(writeNow(4, 0.0F), 0);
+  EXPECT_EQ(readNow({0}), "0 ") << "a value of 0 is a value";
+  EXPECT_EQ(writeNow(7, 1.0F), 0);
+  EXPECT_EQ(readNow({5}), "#22 ") << "the release point has freed slot 8";
+
+  EXPECT_EQ(writeNow(1, true), 0);
+  EXPECT_EQ(writeNow(2, std::uint32_t{2}), 0);
+  EXPECT_EQ(writeNow(3, true), 0);
+  EXPECT_EQ(writeNow(8, std::string("Küche")), 0);
+  EXPECT_EQ(readNow({1, 2, 3, 8}), "true 2 true Küche ");
+  EXPECT_EQ(device.find({object::kBitstringValue, 1})->values(property::kPresentValue).front(),
+            bacnet::Value(bacnet::BitString({{true, true, true}})))
+      << "the other bits stay";
+  EXPECT_EQ(writeNow(6, 1.0F), 1031);
+}
+
+TEST_F(BacnetSource, SaysAPointsFailureOnceAndItsEnd) {
+  ASSERT_EQ(connect(), ResultCode::kDone);
+  log.clear();
+  for (int i = 0; i < 3; ++i) readNow({0, 4, 6});
+  EXPECT_THAT(log, ElementsAre("read RegId 6 (Point6, analog-output 99 present-value): unknown-object (code 1031)"));
+  device.add(bacnet::server::makeStandardObject({object::kAnalogOutput, 99}, "late"));
+  for (int i = 0; i < 3; ++i) readNow({6});
+  EXPECT_THAT(log.back(), HasSubstr("well again"));
+  EXPECT_EQ(log.size(), 2U);
+}
+
+TEST_F(BacnetSource, ASilentDeviceAnswersInTimeThenAtOnceAndIsReadAgain) {
+  ASSERT_EQ(connect(), ResultCode::kDone);
+  readNow({0});
+  silence(true);
+  log.clear();
+  EXPECT_EQ(readNow({0, 1, 2}), "#20 #20 #20 ");
+  EXPECT_LE(took, 2500ms);
+  clock.advance(10s);
+  EXPECT_EQ(readNow({0, 1, 2, 3, 4, 5, 6, 7, 8}), "#20 #20 #20 #20 #20 #20 #20 #20 #20 ");
+  EXPECT_EQ(took, 0ms);
+  EXPECT_EQ(log.size(), 1U) << "said once";
+  clock.advance(60s);
+  silence(false);
+  clock.advance(31s);
+  EXPECT_EQ(readNow({0}), "20.5 ");
+}
+
+TEST_F(BacnetSource, ASubscribedValueIsAnsweredWithoutAsking) {
+  link->enableSCOV = 2;
+  ASSERT_EQ(connect(), ResultCode::kDone);
+  clock.advance(5s);
+  network.forget();
+  EXPECT_EQ(readNow({0, 1}), "20.5 false ");
+  EXPECT_TRUE(network.sent().empty());
+  device.find({object::kAnalogOutput, 1})->set(property::kPresentValue, {25.0F});
+  server.valuesChanged();
+  clock.advance(100ms);
+  EXPECT_EQ(readNow({0}), "25 ");
+  EXPECT_EQ(writeNow(0, 26.0F), 0);
+  EXPECT_EQ(readNow({0}), "26 ") << "a write is never followed by the value before it";
+}
+
+TEST_F(BacnetSource, AReloadedProjectKeepsItsConnectionUnlessTheRoadChanges) {
+  ASSERT_EQ(connect(), ResultCode::kDone);
+  link = std::make_shared<plant::Link>(*link);
+  link->points.pop_back();
+  ASSERT_EQ(source.load(link, directory.path()).code, ResultCode::kDone);
+  EXPECT_EQ(readNow({0}), "20.5 ");
+  EXPECT_EQ(opened, 1);
+
+  link = std::make_shared<plant::Link>(*link);
+  link->enableReadPropm = true;
+  ASSERT_EQ(source.load(link, directory.path()).code, ResultCode::kDone);
+  EXPECT_EQ(readNow({0, 1}), "20.5 false ");
+  EXPECT_EQ(opened, 2);
+
+  link = std::make_shared<plant::Link>(*link);
+  link->ip.clear();
+  link->deviceId = 0;
+  ASSERT_EQ(source.load(link, directory.path()).code, ResultCode::kDone);
+  EXPECT_EQ(readNow({0}), "#7 ");
+  EXPECT_EQ(connect(), ResultCode::kConfiguration);
+}
+
+TEST_F(BacnetSource, ARefusedPortOrOptionsFileRefusesWithItsCode) {
+  CBacnetSource unlucky(
+      clock,
+      [](const LinkSettings&, const HelperOptions&) -> std::unique_ptr<io::CDatagrams> {
+        throw std::system_error(std::make_error_code(std::errc::permission_denied), "bind");
+      },
+      [](const std::string&) {});
+  ASSERT_EQ(unlucky.load(link, directory.path()).code, ResultCode::kDone);
+  unlucky.connect(clock.now(), [](const Outcome& outcome) {
+    EXPECT_EQ(outcome.code, ResultCode::kLocalNetwork);
+    EXPECT_THAT(outcome.note, HasSubstr("bind"));
+  });
+  directory.write("helper.json", "{\"batch\": 1}");
+  const Outcome outcome = unlucky.load(link, directory.path());
+  EXPECT_EQ(outcome.code, ResultCode::kProjectRefused);
+  EXPECT_THAT(outcome.note, HasSubstr("helper.json: \"batch\""));
+}
+
+TEST_F(BacnetSource, AFaultFlagIsACodeWhereAsked) {
+  directory.write("helper.json", R"({"faultCode": true})");
+  ASSERT_EQ(connect(), ResultCode::kDone);
+  EXPECT_EQ(readNow({0, 4}), "20.5 #22 ");
+  device.find({object::kAnalogOutput, 1})
+      ->set(property::kStatusFlags, {bacnet::BitString{{false, true, false, false}}});
+  device.find({object::kAnalogOutput, 1})->set(property::kReliability, {bacnet::Enumerated{7}});
+  EXPECT_EQ(readNow({0}), "#25 ");
+}
+
+}  // namespace
+}  // namespace helper
