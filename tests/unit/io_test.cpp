@@ -10,6 +10,7 @@
 #include "io/fake/fake_network.h"
 #include "io/network_interfaces.h"
 #include "io/udp_datagrams.h"
+#include "support/loop_fixture.h"
 
 namespace {
 
@@ -155,21 +156,9 @@ TEST_F(EventLoop, SignalsArriveAndStopLeavesTheRestAlone) {
   EXPECT_EQ(order, "s");
 }
 
-struct Udp : EventLoop {
+struct Udp : support::LoopFixture {
   using Socket = io::CUdpDatagrams;
   const io::UdpOptions anywhere{{kLoopback, 0}, false, {}};
-
-  // Serves until `condition` holds or the test's time is over.
-  void serveUntil(const std::function<bool()>& condition) {
-    std::function<void()> look = [&] {
-      if (condition()) return loop.stop(0);
-      poll = loop.after(1ms, look);
-    };
-    look();
-    ASSERT_EQ(loop.run(), 0) << "timed out";
-  }
-
-  CTimer poll;
 };
 
 TEST_F(Udp, AConnectedSocketOfASharedPortGetsItsPeersDatagramsOnly) {
