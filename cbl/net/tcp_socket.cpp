@@ -53,7 +53,7 @@ bool isConnectable(const std::string& ip, std::int32_t port) {
 
 std::int32_t createTcpSocket(std::int32_t& descriptor, bool nonBlocking, const std::string& interfaceName,
                              const std::string& localIp, std::int32_t localPort) {
-  CDescriptor opened(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP));
+  CDescriptor opened(liftAboveStreams(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP)));
   if (opened.number() < 0) return -1;
   if (setNonBlocking(opened.number(), nonBlocking) != 0) return -2;
   if (!setOption(opened.number(), SOL_SOCKET, SO_REUSEADDR, 1)) return -3;

@@ -13,9 +13,10 @@ struct KeepAlive {
   std::int32_t count = 9;
 };
 
-/// Opens an IPv4 stream socket (close-on-exec, address reuse on), tied to network interface `interfaceName` unless that
-/// is empty, and bound unless `localIp` is empty and `localPort` lies outside 0 to 65535. An empty `localIp` binds to
-/// any address, a negative `localPort` to any port. `descriptor` is written on success only and belongs to the caller.
+/// Opens an IPv4 stream socket (close-on-exec, above 2, address reuse on), tied to network interface `interfaceName`
+/// unless that is empty, and bound unless `localIp` is empty and `localPort` lies outside 0 to 65535. An empty
+/// `localIp` binds to any address, a negative `localPort` to any port. `descriptor` is written on success only and
+/// belongs to the caller.
 /// Result: 0; -1 no socket; -2 non-blocking mode or the interface refused; -3 address reuse or the bind refused.
 std::int32_t createTcpSocket(std::int32_t& descriptor, bool nonBlocking, const std::string& interfaceName,
                              const std::string& localIp, std::int32_t localPort);

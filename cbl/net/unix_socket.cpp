@@ -25,7 +25,7 @@ bool exists(const std::string& path) {
 std::int32_t connectUnix(const std::string& path, std::int32_t& descriptor, std::int32_t timeoutMs) {
   if (!exists(path)) return -1;
 
-  CDescriptor opened(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  CDescriptor opened(liftAboveStreams(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)));
   if (opened.number() < 0) return -2;
 
   const std::int32_t step = connectUnixStep(opened.number(), path, timeoutMs);

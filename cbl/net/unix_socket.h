@@ -6,7 +6,8 @@
 namespace cbl {
 
 /// Connects a new Unix-domain stream socket to `path` within `timeoutMs` milliseconds (0 or less: without limit). The
-/// socket is close-on-exec and stays non-blocking. `descriptor` is written on success only and belongs to the caller.
+/// socket is close-on-exec, above 2, and stays non-blocking. `descriptor` is written on success only and belongs to the
+/// caller.
 /// Result: 0; -1 no such path; -2 no socket; -17 to -20 `connectUnixStep` failed, its code minus 16.
 std::int32_t connectUnix(const std::string& path, std::int32_t& descriptor, std::int32_t timeoutMs);
 

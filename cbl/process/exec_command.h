@@ -20,6 +20,7 @@ std::int32_t parseCmdline(const std::string& commandLine, std::vector<std::strin
 ///   -1  empty command line                -2  `parseCmdline` failed (printed on standard output)
 ///   -3  no tokens                         -4  the program is not executable
 ///   -5  the child cannot be waited for    -6  the child cannot become a daemon; returned in the child
+/// In a host that ignores SIGCHLD, or reaps every child itself, the result is -5 although the program was started.
 /// A failed fork is not told apart from being the child: the calling process itself then becomes the program.
 std::int32_t execCommand(const std::string& commandLine, const std::vector<std::string>& extraArguments,
                          const std::vector<std::string>& environment, bool detachOutput);

@@ -1,6 +1,5 @@
 #include "cbl/process/launch_detached.h"
 
-#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,6 +9,7 @@
 
 #include "cbl/net/descriptor.h"
 #include "cbl/process/child_report.h"
+#include "cbl/process/child_signals.h"
 #include "cbl/process/close_descriptors.h"
 #include "cbl/process/retry_interrupted.h"
 
@@ -31,6 +31,7 @@ struct Launch {
 [[noreturn]] void runShell(Launch& launch, int readEnd, int writeEnd) {
   close(readEnd);
   close(writeEnd);
+  unblockSignals();
   execl(launch.shellPath.c_str(), launch.shellName.c_str(), "-c", launch.commandLine.c_str(),
         static_cast<char*>(nullptr));
   launch.execFailed.writeWithError(errno);
@@ -80,14 +81,13 @@ std::int32_t launchDetached(const std::string& commandLine) {
                 CChildReport("child write pipe error\n"),
                 CChildReport("execl " + commandLine + " error ")};
 
-  int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) return -2;
-  const CDescriptor readEnd(ends[0]);
-  CDescriptor writeEnd(ends[1]);
+  CDescriptor readEnd;
+  CDescriptor writeEnd;
+  if (openPipe(readEnd, writeEnd) != 0) return -2;
 
   const pid_t child = fork();
   if (child < 0) return -3;
-  if (child == 0) runIntermediate(launch, ends[0], ends[1]);
+  if (child == 0) runIntermediate(launch, readEnd.number(), writeEnd.number());
 
   writeEnd.reset(-1);
   std::int32_t processId = 0;

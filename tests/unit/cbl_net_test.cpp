@@ -3,8 +3,10 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <chrono>
+#include <set>
 #include <thread>
 
 #include "cbl/net/address_text.h"
@@ -58,6 +60,29 @@ TEST(UnixSocket, ConnectsAndReportsWhy) {
     EXPECT_TRUE(isNonBlocking(number));
     EXPECT_NE(fcntl(number, F_GETFD) & FD_CLOEXEC, 0);
   }
+}
+
+// What such a process prints would otherwise go into the connection.
+[[noreturn]] void exitAfterOpeningWithoutStreams(const std::string& path) {
+  for (int stream = 0; stream <= 2; ++stream) close(stream);
+  std::int32_t bus = -1;
+  std::int32_t tcp = -1;
+  CDescriptor readEnd;
+  CDescriptor writeEnd;
+  const bool opened = cbl::connectUnix(path, bus, 1000) == 0 && cbl::createTcpSocket(tcp, true, "", "", -1) == 0 &&
+                      cbl::openPipe(readEnd, writeEnd) == 0;
+  bool free = true;
+  for (int stream = 0; stream <= 2; ++stream) free = free && fcntl(stream, F_GETFD) < 0;
+  std::set<int> numbers = {bus, tcp, readEnd.number(), writeEnd.number()};
+  bool closing = true;
+  for (const int number : numbers) closing = closing && fcntl(number, F_GETFD) == FD_CLOEXEC;
+  _exit(opened && free && closing && numbers.size() == 4 && *numbers.begin() > 2 ? 0 : 1);
+}
+
+TEST(Descriptor, TheNumbersOfMissingStreamsStayFree) {
+  const support::TempDir dir;
+  const support::BusPeer peer(dir.file("bus.sock"));
+  EXPECT_EXIT(exitAfterOpeningWithoutStreams(peer.path()), testing::ExitedWithCode(0), "");
 }
 
 TEST(TcpSocket, ReportsWhyNot) {

@@ -1,11 +1,19 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <signal.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
+#include <cstddef>
 
+#include "cbl/process/close_descriptors.h"
 #include "cbl/process/exec_command.h"
 #include "cbl/process/launch_detached.h"
 #include "cbl/process/process_title.h"
@@ -116,6 +124,49 @@ TEST_F(Process, LaunchIsQuickWithAnyDescriptorLimit) {
   };
   EXPECT_EXIT(launchWithHighLimit(), testing::ExitedWithCode(0), "");
   EXPECT_TRUE(reported("1\n")) << "leaked";
+}
+
+TEST_F(Process, LaunchedProcessBlocksNoSignal) {
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  const std::int32_t pid = cbl::launchDetached("grep SigBlk /proc/self/status >" + report);
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  EXPECT_GT(pid, 0);
+  EXPECT_TRUE(reported("SigBlk:\t0000000000000000\n")) << readFile(report);
+}
+
+TEST_F(Process, AHostThatIgnoresItsChildrenIsToldTheyCannotBeWaitedFor) {
+  const auto before = signal(SIGCHLD, SIG_IGN);
+  EXPECT_EQ(cbl::launchDetached("echo launched >" + report), -5);
+  EXPECT_TRUE(reported("launched\n")) << "and started all the same";
+  EXPECT_EQ(cbl::execCommand("/bin/cp " + report + " " + dir.file("copy"), {}, {}, false), -5);
+  signal(SIGCHLD, before);
+  EXPECT_TRUE(waitUntil([&] { return readFile(dir.file("copy")) == "launched\n"; }));
+}
+
+// As on a kernel without close_range, with a limit that cannot be tried through.
+[[noreturn]] void exitAfterClosingOneByOne() {
+  sock_filter refuse[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                          BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_close_range, 0, 1),
+                          BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+                          BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+  const sock_fprog program = {4, refuse};
+  prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+  prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program);
+  std::vector<int> opened;
+  for (int i = 0; i < 300; ++i) opened.push_back(fcntl(STDIN_FILENO, F_DUPFD, 3));
+  const int kept = opened[100];
+  const int high = fcntl(STDIN_FILENO, F_DUPFD, 900);
+  cbl::closeDescriptorsFrom3(kept, high, 1000000000);
+  const bool heldBack = fcntl(kept, F_GETFD) >= 0 && fcntl(high, F_GETFD) >= 0 && support::descriptorCount() <= 6;
+  cbl::closeDescriptorsFrom3(1000000000);
+  _exit(heldBack && fcntl(kept, F_GETFD) < 0 && fcntl(high, F_GETFD) < 0 && fcntl(2, F_GETFD) >= 0 ? 0 : 1);
+}
+
+TEST(CloseDescriptors, NeedsNoKernelThatClosesARange) {
+  EXPECT_EXIT(exitAfterClosingOneByOne(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(Process, RunCommandTakesTheCodeFromTheLastLine) {
