@@ -1,6 +1,5 @@
 #include "cbl/bus/receive_loop.h"
 
-#include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -45,16 +44,15 @@ CReceiveLoop::CReceiveLoop(std::shared_ptr<CDescriptor> socket, std::int32_t ioT
       callback_(std::move(callback)),
       peerClosed_(std::move(peerClosed)) {}
 
-CReceiveLoop::~CReceiveLoop() = default;
+CReceiveLoop::~CReceiveLoop() {
+  join();
+}
 
 std::int32_t CReceiveLoop::start() {
-  int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) {
+  if (openPipe(wakeUpRead_, wakeUpWrite_) != 0) {
     ended_ = true;
     return -1;
   }
-  wakeUpRead_.reset(ends[0]);
-  wakeUpWrite_.reset(ends[1]);
 
   try {
     thread_ = std::thread([self = shared_from_this()] { self->run(); });

@@ -18,8 +18,8 @@ using ReceiveCallback = std::function<std::int32_t(const char* bytes, std::int32
 /// touches: the socket's descriptor and the wake-up pipe are closed only when the last of the two lets go, so that the
 /// thread never works on a number that has come to mean something else.
 ///
-/// The owner must `join` a loop before it drops it, and nobody else may know it before `start` has succeeded. From then
-/// on the operations may be called from any thread.
+/// Nobody else may know a loop before `start` has returned. From then on the operations may be called from any thread;
+/// `join` only by one.
 class CReceiveLoop : public std::enable_shared_from_this<CReceiveLoop> {
  public:
   using PeerClosed = std::function<void(CReceiveLoop& loop)>;
@@ -28,7 +28,7 @@ class CReceiveLoop : public std::enable_shared_from_this<CReceiveLoop> {
   /// the thread ends after it.
   CReceiveLoop(std::shared_ptr<CDescriptor> socket, std::int32_t ioTimeoutMs, ReceiveCallback callback,
                PeerClosed peerClosed);
-  ~CReceiveLoop();
+  ~CReceiveLoop();  ///< As `join`, which is not needed before it.
 
   CReceiveLoop(const CReceiveLoop&) = delete;
   CReceiveLoop& operator=(const CReceiveLoop&) = delete;
@@ -43,6 +43,7 @@ class CReceiveLoop : public std::enable_shared_from_this<CReceiveLoop> {
   void clearRunning() { running_ = false; }
 
   bool isRunning() const { return running_; }
+  bool isOver(const std::shared_ptr<CDescriptor>& socket) const { return socket_ == socket; }
   bool hasEnded() const { return ended_; }
   /// Result: whether the thread has ended within `ms` milliseconds.
   bool waitForEnd(std::int32_t ms);

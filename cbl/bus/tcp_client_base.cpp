@@ -2,9 +2,7 @@
 
 #include <sys/socket.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <optional>
 #include <utility>
 
@@ -78,20 +76,20 @@ std::int32_t CTcpClientBase::openConnection(std::int32_t timeoutMs, const std::s
   lock.unlock();
 
   const std::int32_t timeout = timeoutMs > 0 ? timeoutMs : connectTimeoutMs_.load();
+  const Socket created = std::make_shared<CDescriptor>();
   std::int32_t number = -1;
   if (!tcpMode && !path.empty()) {
     if (connectUnix(path, number, timeout) != 0) return -1;
-    opened = std::make_shared<CDescriptor>(number);
-    return 0;
-  }
-  if (tcpMode && !host.empty() && port >= 0) {
+    created->reset(number);
+  } else if (tcpMode && !host.empty() && port >= 0) {
     if (createTcpSocket(number, true, interfaceName, "", -1) != 0) return -1;
-    const Socket created = std::make_shared<CDescriptor>(number);
+    created->reset(number);
     if (connectTcp(number, host, port, timeout, std::nullopt) != 0) return -2;
-    opened = created;
-    return 0;
+  } else {
+    return -127;
   }
-  return -127;
+  opened = created;
+  return 0;
 }
 
 std::int32_t CTcpClientBase::connect(std::int32_t timeoutMs, const std::string& interfaceName) {
@@ -100,18 +98,21 @@ std::int32_t CTcpClientBase::connect(std::int32_t timeoutMs, const std::string& 
   const std::int32_t result = openConnection(timeoutMs, interfaceName, opened);
   if (result != 0) return result;
   const std::lock_guard lock(mutex_);
+  dropSocket();
   socket_ = std::move(opened);
-  mayBeUnread_ = false;
   return 0;
 }
 
+// The socket goes before the thread: a start that is under way sees either that its socket is gone, or has its loop let
+// go here.
 std::int32_t CTcpClientBase::close() {
   stopAutoRecv();
-
-  const std::lock_guard lock(mutex_);
-  if (loop_) letGo(std::move(loop_));
-  loop_.reset();
-  dropSocket();
+  {
+    const std::lock_guard lock(mutex_);
+    ++closings_;
+    dropSocket();
+  }
+  receiver_.letGo();
   return 0;
 }
 
@@ -126,24 +127,9 @@ void CTcpClientBase::dropSocket() {
   socket_.reset();
 }
 
-// With the mutex held: tells a loop to end, and keeps it until its thread has.
-void CTcpClientBase::letGo(Loop loop) {
-  loop->abandon();
-  if (loop->hasEnded()) {
-    loop->join();
-  } else {
-    earlierLoops_.push_back(std::move(loop));
-  }
-}
-
 void CTcpClientBase::closeAndJoin() {
   close();
-  std::vector<Loop> loops;
-  {
-    const std::lock_guard lock(mutex_);
-    loops.swap(earlierLoops_);
-  }
-  for (const Loop& loop : loops) loop->join();
+  receiver_.join();
 }
 
 bool CTcpClientBase::isConnected() const {
@@ -152,8 +138,7 @@ bool CTcpClientBase::isConnected() const {
 }
 
 bool CTcpClientBase::isAutoRecv() const {
-  const Loop loop = currentLoop();
-  return loop && loop->isRunning();
+  return receiver_.isRunning();
 }
 
 std::int32_t CTcpClientBase::recv(char* buffer, std::int32_t length, std::int32_t timeoutMs) {
@@ -168,7 +153,6 @@ std::int32_t CTcpClientBase::recv(char* buffer, std::int32_t length, std::int32_
 
   const ssize_t count = ::recv(socket->number(), buffer, static_cast<std::size_t>(length), MSG_NOSIGNAL);
   if (count < 0) return isTransient(errno) ? 0 : -4;
-  if (count > 0) mayBeUnread_ = false;
   if (count == 0) closeFailed(socket);
   return static_cast<std::int32_t>(count);
 }
@@ -184,24 +168,30 @@ std::int32_t CTcpClientBase::waitWritable(const CDescriptor& socket, std::int32_
 }
 
 std::int32_t CTcpClientBase::send(const char* data, std::int32_t length, std::int32_t timeoutMs) {
+  return sendOn(data, length, timeoutMs, false);
+}
+
+std::int32_t CTcpClientBase::sendToIdlePeer(const char* data, std::int32_t length, std::int32_t timeoutMs) {
+  return sendOn(data, length, timeoutMs, true);
+}
+
+std::int32_t CTcpClientBase::sendOn(const char* data, std::int32_t length, std::int32_t timeoutMs, bool hasRoom) {
   if (data == nullptr || length <= 0) return -1;
   Socket socket = currentSocket();
   if (!socket && connect(-1, "") == 0) socket = currentSocket();
   if (!socket) return -2;
 
-  // A peer that has answered has read what was sent before: there is room, and the wait would only cost time.
-  bool mustWait = mayBeUnread_.exchange(true);
   std::int32_t sent = 0;
   while (sent < length) {
-    if (mustWait && sent == 0) {
+    if (!hasRoom && sent == 0) {
       const std::int32_t ready = waitWritable(*socket, timeoutMs > 0 ? timeoutMs : ioTimeoutMs_.load());
       if (ready <= 0) return ready;
-    } else if (mustWait) {
+    } else if (!hasRoom) {
       waitFor(socket->number(), WaitFor::kWritable, -1);  // a frame once begun is finished, however long it takes
     }
     const ssize_t count =
         ::send(socket->number(), data + sent, static_cast<std::size_t>(length - sent), MSG_NOSIGNAL | MSG_DONTWAIT);
-    mustWait = count < 0 && errno == EAGAIN;
+    hasRoom = count >= 0 || errno != EAGAIN;
     if (count == 0) return sent;
     if (count > 0) {
       sent += static_cast<std::int32_t>(count);
@@ -225,58 +215,34 @@ std::int32_t CTcpClientBase::enableAutoRecv(bool on, const ReceiveCallback& call
 }
 
 std::int32_t CTcpClientBase::startAutoRecv(const ReceiveCallback& callback) {
-  const std::lock_guard startLock(startMutex_);
-  if (stopAutoRecv() != 0) return -127;
-  Socket socket;
-  {
-    const std::lock_guard lock(mutex_);
-    if (loop_) letGo(std::move(loop_));  // one that has ended by itself
-    loop_.reset();
-    socket = socket_;
-  }
+  const Socket socket = currentSocket();
   if (!socket) return -1;
-  if (!finishEarlierLoops(kHandshakeTimeoutMs)) return -127;
-
-  const Loop loop = std::make_shared<CReceiveLoop>(socket, ioTimeoutMs_.load(), callback,
-                                                   [this](CReceiveLoop& ended) { reconnectAfterPeerClose(ended); });
-  const std::int32_t result = loop->start();
-
-  const std::lock_guard lock(mutex_);
-  if (result == 0 && socket_ == socket) {
-    loop_ = loop;
-    return 0;
-  }
-  letGo(loop);
-  return result != 0 ? result : -127;  // closed meanwhile by another thread
+  const std::int32_t result = receiver_.start(socket, ioTimeoutMs_.load(), callback,
+                                              [this](CReceiveLoop& ended) { reconnectAfterPeerClose(ended); });
+  if (result != 0 || currentSocket() == socket) return result;
+  receiver_.letGo();  // closed meanwhile by another thread
+  return -127;
 }
 
 std::int32_t CTcpClientBase::stopAutoRecv() {
-  const Loop loop = currentLoop();
-  if (!loop || !loop->isRunning()) return 0;
-  const std::int32_t result = loop->stop();
-  if (result != 0) return result;
-
-  const std::lock_guard lock(mutex_);
-  if (loop_ != loop) return 0;  // another thread has stopped it meanwhile
-  loop_->join();
-  loop_.reset();
-  return 0;
+  return receiver_.stop();
 }
 
 // On the receive thread. Connecting begins with closing, and closing waits 3000 ms in vain for this very thread: what
 // the owner sees is the old connection staying for that long, then a new one without auto receive.
 void CTcpClientBase::reconnectAfterPeerClose(CReceiveLoop& loop) {
   if (loop.waitForWakeUp(kHandshakeTimeoutMs)) return;
-  {
-    const std::lock_guard lock(mutex_);
-    if (loop_.get() != &loop) return;
-    loop.clearRunning();
-    dropSocket();
-  }
+  std::unique_lock lock(mutex_);
+  if (!loop.isOver(socket_)) return;
+  loop.clearRunning();
+  dropSocket();
+  const std::uint64_t closings = closings_;
+  lock.unlock();
+
   Socket opened;
   if (openConnection(-1, "", opened) != 0) return;
-  const std::lock_guard lock(mutex_);
-  if (loop_.get() == &loop && !socket_) socket_ = std::move(opened);
+  lock.lock();
+  if (closings_ == closings && !socket_) socket_ = std::move(opened);
 }
 
 CTcpClientBase::Socket CTcpClientBase::currentSocket() const {
@@ -284,33 +250,8 @@ CTcpClientBase::Socket CTcpClientBase::currentSocket() const {
   return socket_;
 }
 
-CTcpClientBase::Loop CTcpClientBase::currentLoop() const {
-  const std::lock_guard lock(mutex_);
-  return loop_;
-}
-
 bool CTcpClientBase::isReceiveThreadAlive() const {
-  const std::lock_guard lock(mutex_);
-  const auto isAlive = [](const Loop& loop) { return !loop->hasEnded(); };
-  return (loop_ && loop_->isRunning()) || std::any_of(earlierLoops_.begin(), earlierLoops_.end(), isAlive);
-}
-
-// Result: whether every thread that was let go has ended within `ms` milliseconds.
-bool CTcpClientBase::finishEarlierLoops(std::int32_t ms) {
-  std::vector<Loop> loops;
-  {
-    const std::lock_guard lock(mutex_);
-    loops = earlierLoops_;
-  }
-  const bool allEnded =
-      std::all_of(loops.begin(), loops.end(), [ms](const Loop& loop) { return loop->waitForEnd(ms); });
-
-  const std::lock_guard lock(mutex_);
-  const auto ended =
-      std::partition(earlierLoops_.begin(), earlierLoops_.end(), [](const Loop& loop) { return !loop->hasEnded(); });
-  std::for_each(ended, earlierLoops_.end(), [](const Loop& loop) { loop->join(); });
-  earlierLoops_.erase(ended, earlierLoops_.end());
-  return allEnded;
+  return receiver_.isAlive();
 }
 
 }  // namespace cbl

@@ -5,9 +5,8 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <vector>
 
-#include "cbl/bus/receive_loop.h"
+#include "cbl/bus/receive_thread.h"
 #include "cbl/net/descriptor.h"
 
 namespace cbl {
@@ -15,8 +14,10 @@ namespace cbl {
 /// A byte-stream client over a Unix-domain path or, after `setTcpAddress`, an IPv4 address and port; optionally with a
 /// receive thread (auto receive) that hands every chunk to a callback.
 ///
-/// Thread-safe, but concurrent sends may interleave their bytes: the owner serialises them. Time-outs are milliseconds;
-/// 0 or less selects the object's own. Never raises SIGPIPE.
+/// Every operation may be called from any thread, and `close` ends what another thread waits for. What takes several
+/// steps is not one whole: the owner serialises its sends, whose bytes would interleave, and whatever connects or
+/// starts auto receive, where the later of two at once takes the place of the earlier. Time-outs are milliseconds; 0 or
+/// less selects the object's own. Never raises SIGPIPE. Callbacks are destroyed without a lock held.
 class CTcpClientBase {
  public:
   CTcpClientBase();
@@ -61,6 +62,9 @@ class CTcpClientBase {
   /// Result: `length`; 0 time-out, nothing sent; or
   ///   -1 no data   -2 connect failed   -3 the wait failed   -4 the send failed (the connection is then closed)
   std::int32_t send(const char* data, std::int32_t length, std::int32_t timeoutMs);
+  /// The same without asking for room first, which saves a system call: for a caller that has the answer to everything
+  /// it sent, so that the peer has read it all. A wait comes only when there is no room after all.
+  std::int32_t sendToIdlePeer(const char* data, std::int32_t length, std::int32_t timeoutMs);
 
   /// Turns auto receive on (connecting first when need be; a running one is replaced) or off.
   /// Result: 0; -1 no callback; -2 connect failed; -3 the running thread does not stop; -4 the new one does not start.
@@ -77,31 +81,27 @@ class CTcpClientBase {
 
  private:
   using Socket = std::shared_ptr<CDescriptor>;
-  using Loop = std::shared_ptr<CReceiveLoop>;
 
   std::int32_t openConnection(std::int32_t timeoutMs, const std::string& interfaceName, Socket& opened) const;
+  std::int32_t sendOn(const char* data, std::int32_t length, std::int32_t timeoutMs, bool hasRoom);
   std::int32_t waitWritable(const CDescriptor& socket, std::int32_t timeoutMs) const;
   void closeFailed(const Socket& failed);
   void dropSocket();
-  void letGo(Loop loop);
   void reconnectAfterPeerClose(CReceiveLoop& loop);
   Socket currentSocket() const;
-  Loop currentLoop() const;
-  bool finishEarlierLoops(std::int32_t ms);
 
   std::atomic<std::int32_t> connectTimeoutMs_;
   std::atomic<std::int32_t> ioTimeoutMs_;
-  std::atomic<bool> mayBeUnread_{false};  // whether anything was sent that no answer has followed
 
-  std::mutex startMutex_;     // one start at a time; taken before the other
   mutable std::mutex mutex_;  // guards what follows; never held while waiting
   Socket socket_;
+  std::uint64_t closings_ = 0;  // tells whether a connection that is being made is still wanted
   bool tcpMode_ = false;
   std::string host_;
   std::int32_t port_ = -1;
   std::string unixPath_;
-  Loop loop_;
-  std::vector<Loop> earlierLoops_;  // let go by the owner, their threads perhaps still inside a callback
+
+  CReceiveThread receiver_;  // last: its thread uses the others
 };
 
 }  // namespace cbl

@@ -40,13 +40,15 @@ bool CVelixClient::call(const cbl::CVelixMessage& request, cbl::CVelixMessage& r
     if (connect(kReconnectTimeoutMs) != 0) return false;
   }
 
+  connected_ = false;  // until the reply is there: so it stays when something throws, and the next call starts anew
+
   // Past 0x7FFFFFFF the identifier turns negative, and the protocol's own counter takes over.
   const auto identifier = static_cast<std::int32_t>(nextIdentifier_++);
   std::int32_t replyIdentifier = 0;
   std::int64_t replyTimestamp = 0;
   const bool answered =
       commuClient_.send(request, identifier) == 0 && commuClient_.recv(reply, replyIdentifier, replyTimestamp) == 0;
-  if (!answered) connected_ = false;
+  connected_ = answered;
   return answered;
 }
 

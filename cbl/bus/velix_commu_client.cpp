@@ -1,6 +1,7 @@
 #include "cbl/bus/velix_commu_client.h"
 
 #include <cstdio>
+#include <utility>
 
 #include "cbl/bus/frame_layout.h"
 
@@ -47,7 +48,8 @@ std::int32_t CVelixCommuClient::send(const CVelixMessage& message, std::int32_t 
   if (length < 0) return -2;
 
   // A time-out with nothing sent gives 0 like success: the missing reply is what the caller notices.
-  const std::int32_t sent = socket_.send(frame.data(), length, -1);
+  const std::int32_t sent = std::exchange(peerIsIdle_, false) ? socket_.sendToIdlePeer(frame.data(), length, -1)
+                                                              : socket_.send(frame.data(), length, -1);
   return sent < 0 ? sent - kSendShift : 0;
 }
 
@@ -72,6 +74,7 @@ std::int32_t CVelixCommuClient::recv(CVelixMessage& message, std::int32_t& ident
       continue;
     }
     if (!loadBody(frame, message)) return -3;
+    peerIsIdle_ = true;
     identifier = static_cast<std::int32_t>(frame.identifier);
     timestamp = static_cast<std::int64_t>(frame.timestamp);
     return 0;
@@ -87,8 +90,14 @@ std::int32_t CVelixCommuClient::enableAutoRecv(bool on, const MessageCallback& c
 
 // Takes the frame that ends where the buffer ends, with whatever stands before it. Result: whether there was one.
 bool CVelixCommuClient::takeFrame(BusFrameInfo& frame) {
-  const std::int32_t consumed =
-      protocol_.findAndUnpack(buffer_.data(), static_cast<std::int32_t>(buffer_.size()), frame);
+  std::int32_t consumed = 0;
+  try {
+    consumed = protocol_.findAndUnpack(buffer_.data(), static_cast<std::int32_t>(buffer_.size()), frame);
+  } catch (...) {
+    // Memory is taken only for a whole frame. Left here it would be the answer to the next request.
+    buffer_.removeFront(buffer_.size());
+    throw;
+  }
   if (consumed <= 0) return false;
   buffer_.removeFront(static_cast<std::uint32_t>(consumed));
   return true;

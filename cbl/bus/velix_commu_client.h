@@ -57,6 +57,7 @@ class CVelixCommuClient {
   CBusProtocol protocol_;
   CTcpClientUnix socket_;
   CReceiveBuffer buffer_;
+  bool peerIsIdle_ = false;  // a whole message has come since the last request, which it has read then
 };
 
 }  // namespace cbl

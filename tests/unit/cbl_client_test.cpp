@@ -2,7 +2,9 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <mutex>
+#include <new>
 #include <thread>
 
 #include "cbl/bus/velix_client.h"
@@ -10,6 +12,27 @@
 #include "support/bus_peer.h"
 #include "support/poll.h"
 #include "support/temp_dir.h"
+
+namespace {
+
+thread_local int allocationsLeft = -1;  // of this thread, until one fails; negative: as many as it likes
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  if (allocationsLeft >= 0 && allocationsLeft-- == 0) throw std::bad_alloc();
+  void* memory = std::malloc(size > 0 ? size : 1);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+  std::free(memory);
+}
 
 namespace {
 
@@ -30,6 +53,9 @@ PeerAnswer echo(const PeerRequest& request) {
   PeerAnswer answer(messageFrame(request.elements, request.frame.identifier));
   if (request.elements[0] == "silence") return {};
   if (request.elements[0] == "hang up") return PeerAnswer::hangUp();
+  if (request.elements[0] == "foreign first") {
+    answer.pieces.insert(answer.pieces.begin(), messageFrame(request.elements, 1, 2));
+  }
   if (request.elements[0] == "damage magic") answer.pieces[0][0] = '?';
   if (request.elements[0] == "damage body") answer.pieces[0].back() = static_cast<char>(~answer.pieces[0].back());
   answer.close = request.elements[0].find("damage") == 0;  // so that nobody waits for more
@@ -109,6 +135,30 @@ TEST_F(Client, ReconnectsAfterAFailedCall) {
   EXPECT_TRUE(call(client, {"e"}));
   EXPECT_EQ(other.requests().size(), 1U);
   EXPECT_TRUE(waitUntil([&] { return peer.openConnections() == 0; }));
+}
+
+TEST_F(Client, AReplyLostForWantOfMemoryIsNotTheNextOnesAnswer) {
+  const BusPeer peer(path, echo);
+  const std::string text(300, 'x');
+  int failed = 0;
+  for (bool answered = false; !answered && failed < 100;) {
+    velix::CVelixClient client;
+    client.setSocketPath(path);
+    ASSERT_TRUE(call(client, {"first", text}));
+    CVelixMessage request;
+    CVelixMessage reply;
+    request.assign({"foreign first", text});
+    allocationsLeft = failed;
+    try {
+      answered = client.call(request, reply);
+    } catch (const std::bad_alloc&) {
+      ++failed;
+    }
+    allocationsLeft = -1;
+    ASSERT_TRUE(call(client, {"next", text})) << failed;
+  }
+  EXPECT_GE(failed, 4) << "the request, a body, the elements and the text";
+  EXPECT_LT(failed, 100);
 }
 
 TEST_F(Client, ADamagedFrameStaysInTheWayUnlessItsMagicIsLost) {

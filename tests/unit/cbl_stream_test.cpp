@@ -89,11 +89,15 @@ TEST_F(Stream, NoticesThatThePeerHasClosed) {
 
 TEST_F(Stream, APeerThatNeverReadsCostsTheTimeOutUntilSendingHasBegun) {
   std::promise<void> gate;
-  const BusPeer peer(path, [&](const PeerRequest&) { return gate.get_future().wait(), PeerAnswer(); });
+  BusPeer peer(path, [&](const PeerRequest&) { return gate.get_future().wait(), PeerAnswer(); });
   client.setUnixPath(path);
   send(support::messageFrame({"the last that is read"}, 1));
   EXPECT_EQ(send(std::string(100000, 'x'), 200), 100000);
   EXPECT_EQ(send(std::string(100000, 'x'), 200), 0) << "there is room, but not enough to begin";
+  peer.send("pushed");
+  EXPECT_EQ(recv(), 6);
+  EXPECT_EQ(send("x", 100), 0) << "what a peer pushes says nothing about what it has read";
+  EXPECT_EQ(client.sendToIdlePeer("x", 1, 100), 1);
   client.close();
   client.setIoTimeout(30);
   auto begun = std::async(std::launch::async, [&] { return send(std::string(8 << 20, 'x'), 100); });
@@ -132,9 +136,11 @@ class ReceiveThread : public testing::Test {
  protected:
   ReceiveThread() { client->setUnixPath(peer.path()); }
 
-  /// Turns auto receive on with a callback that collects the bytes.
+  /// Turns auto receive on with a callback that collects the bytes, and owns something that uses the client when it
+  /// goes.
   std::int32_t collect() {
-    return client->enableAutoRecv(true, [this](const char* bytes, std::int32_t length) {
+    const std::shared_ptr<cbl::CTcpClientUnix> owned(client.get(), [](auto* used) { used->isConnected(); });
+    return client->enableAutoRecv(true, [this, owned](const char* bytes, std::int32_t length) {
       const std::lock_guard lock(mutex);
       collected.append(bytes, static_cast<std::size_t>(length));
       return 0;
