@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <utility>
 
 #include "driver/local_address.h"
 
@@ -95,26 +94,28 @@ bool CBACnetIpDriver::acceptBatchItem(void* /*batch*/, int& count, AccessRequest
 }
 
 // Looks the register's point up. A text point transfers as many bytes as the register has room for.
-bool CBACnetIpDriver::findPoint(const CRegister& reg, SymbolRecord& record) const {
-  if (link.findSymbol(reg.getName(), record) != 0) return false;
-  if (record.dataType == kTypeString) record.dataSize = static_cast<std::int32_t>(reg.getLength() << 1);
+bool CBACnetIpDriver::findPoint(const CRegister& reg, PointAccess& point) const {
+  const SymbolRecord* symbol = link.symbolOf(reg.getName());
+  if (symbol == nullptr) return false;
+  const bool isText = symbol->dataType == kTypeString;
+  point = {symbol->regId, isText ? static_cast<std::int32_t>(reg.getLength() << 1) : symbol->dataSize};
   return true;
 }
 
 std::int32_t CBACnetIpDriver::readRegister(CRegister& reg, std::vector<short>& words) {
   const std::unique_lock lock(mutex);
-  SymbolRecord record;
-  if (!findPoint(reg, record)) return -1;
-  const std::int32_t result = link.readPoint(record, words);
+  PointAccess point;
+  if (!findPoint(reg, point)) return -1;
+  const std::int32_t result = link.readPoint(point, words);
   if (result < 0) connectState = -1;
   return result;
 }
 
 std::int32_t CBACnetIpDriver::writeRegister(CRegister& reg, std::vector<short> words) {
   const std::unique_lock lock(mutex);
-  SymbolRecord record;
-  if (!findPoint(reg, record)) return -1;
-  return link.writePoint(record, words);  // unlike a read, a failed write leaves the connect state alone
+  PointAccess point;
+  if (!findPoint(reg, point)) return -1;
+  return link.writePoint(point, words);  // unlike a read, a failed write leaves the connect state alone
 }
 
 std::int32_t CBACnetIpDriver::readRegisters(Batch& batch) {
@@ -126,17 +127,17 @@ std::int32_t CBACnetIpDriver::readRegisters(Batch& batch) {
   }
 
   const std::unique_lock lock(mutex);
-  std::vector<SymbolRecord> records;
+  std::vector<PointAccess> points;
   std::vector<std::vector<short>*> values;
-  records.reserve(batch.size());
+  points.reserve(batch.size());
   values.reserve(batch.size());
   for (BatchItem& item : batch) {
-    SymbolRecord record;
-    if (!findPoint(item.reg, record)) continue;
-    records.push_back(std::move(record));
+    PointAccess point;
+    if (!findPoint(item.reg, point)) continue;
+    points.push_back(point);
     values.push_back(&item.words);
   }
-  const std::int32_t result = link.readPoints(records, values);
+  const std::int32_t result = link.readPoints(points, values);
   if (result < 0) connectState = -1;
   return result;
 }
@@ -153,19 +154,19 @@ std::int32_t CBACnetIpDriver::writeRegisters(Batch& batch) {
   // call sends for every point. This is deliberate; do not 'repair' it.
   const std::unique_lock lock(mutex);
   std::vector<short> working;
-  std::vector<SymbolRecord> records;
+  std::vector<PointAccess> points;
   std::vector<std::vector<short>*> values;
-  records.reserve(batch.size());
+  points.reserve(batch.size());
   values.reserve(batch.size());
   for (const BatchItem& item : batch) {
     const CRegister reg = item.reg;
     working = item.words;
-    SymbolRecord record;
-    if (!findPoint(reg, record)) continue;
-    records.push_back(std::move(record));
+    PointAccess point;
+    if (!findPoint(reg, point)) continue;
+    points.push_back(point);
     values.push_back(&working);
   }
-  const std::int32_t result = link.writePoints(records, values);
+  const std::int32_t result = link.writePoints(points, values);
   if (result < 0) connectState = -1;
   return result;
 }

@@ -66,7 +66,7 @@ class CBACnetIpDriver : public CDriver {
   CBACnetLink link;
 
  private:
-  bool findPoint(const CRegister& reg, SymbolRecord& record) const;
+  bool findPoint(const CRegister& reg, PointAccess& point) const;
 
   RTTR_ENABLE(CDriver)
 };

@@ -52,6 +52,8 @@ class CBACnetLink {
 
   /// Finds the point whose RegId is the decimal number at the start of `name`. Result: 0; -1 none (`record` untouched).
   std::int32_t findSymbol(const std::string& name, SymbolRecord& record) const;
+  /// The same without a copy. Result: the point, valid until points are added or freed; null when there is none.
+  const SymbolRecord* symbolOf(const std::string& name) const;
 
   // --- hand-off and connect (link_connection.cpp) ---
 
@@ -68,12 +70,12 @@ class CBACnetLink {
   // Result: 0; -1 no reply, or a reply too short; else the helper's code. Words are appended, never cleared, and stay
   // when a later one does not convert.
 
-  std::int32_t readPoint(const SymbolRecord& record, std::vector<short>& words);
-  /// `values[i]` takes the words of `records[i]`; points that the reply leaves out get none.
-  std::int32_t readPoints(const std::vector<SymbolRecord>& records, const std::vector<std::vector<short>*>& values);
-  std::int32_t writePoint(const SymbolRecord& record, const std::vector<short>& words);
-  /// `values` is as long as `records`; entries may designate the same words.
-  std::int32_t writePoints(const std::vector<SymbolRecord>& records, const std::vector<std::vector<short>*>& values);
+  std::int32_t readPoint(PointAccess point, std::vector<short>& words);
+  /// `values[i]` takes the words of `points[i]`; points that the reply leaves out get none.
+  std::int32_t readPoints(const std::vector<PointAccess>& points, const std::vector<std::vector<short>*>& values);
+  std::int32_t writePoint(PointAccess point, const std::vector<short>& words);
+  /// `values` is as long as `points`; entries may designate the same words.
+  std::int32_t writePoints(const std::vector<PointAccess>& points, const std::vector<std::vector<short>*>& values);
 
   std::uint8_t statusFlags[2] = {0, 0};  ///< cleared together with `connected`, never set
   bool connected = false;

@@ -16,9 +16,9 @@ std::string unsignedText(std::int32_t number) {
   return std::to_string(static_cast<std::uint32_t>(number));
 }
 
-void appendPoint(cbl::CVelixMessage& request, const SymbolRecord& record) {
-  request.push_back(unsignedText(record.regId));
-  request.push_back(unsignedText(record.dataSize));
+void appendPoint(cbl::CVelixMessage& request, PointAccess point) {
+  request.push_back(unsignedText(point.regId));
+  request.push_back(unsignedText(point.dataSize));
 }
 
 // The words as one text; a point without words is written as a single zero.
@@ -56,11 +56,11 @@ std::int32_t CBACnetLink::callForCode(const cbl::CVelixMessage& request, cbl::CV
   return toNumber(reply[kReplyCodeAt]);
 }
 
-std::int32_t CBACnetLink::readPoint(const SymbolRecord& record, std::vector<short>& words) {
+std::int32_t CBACnetLink::readPoint(PointAccess point, std::vector<short>& words) {
   cbl::CVelixMessage request;
   request.reserve(3);
   request.emplace_back("func@bac_read");
-  appendPoint(request, record);
+  appendPoint(request, point);
 
   cbl::CVelixMessage reply;
   const std::int32_t code = callForCode(request, reply);
@@ -69,13 +69,13 @@ std::int32_t CBACnetLink::readPoint(const SymbolRecord& record, std::vector<shor
   return 0;
 }
 
-std::int32_t CBACnetLink::readPoints(const std::vector<SymbolRecord>& records,
+std::int32_t CBACnetLink::readPoints(const std::vector<PointAccess>& points,
                                      const std::vector<std::vector<short>*>& values) {
   cbl::CVelixMessage request;
-  request.reserve(2 + 2 * records.size());
+  request.reserve(2 + 2 * points.size());
   request.emplace_back("func@bac_multi_read");
-  request.push_back(std::to_string(records.size()));
-  for (const SymbolRecord& record : records) appendPoint(request, record);
+  request.push_back(std::to_string(points.size()));
+  for (const PointAccess point : points) appendPoint(request, point);
 
   cbl::CVelixMessage reply;
   const std::int32_t code = callForCode(request, reply);
@@ -86,23 +86,23 @@ std::int32_t CBACnetLink::readPoints(const std::vector<SymbolRecord>& records,
   return 0;
 }
 
-std::int32_t CBACnetLink::writePoint(const SymbolRecord& record, const std::vector<short>& words) {
+std::int32_t CBACnetLink::writePoint(PointAccess point, const std::vector<short>& words) {
   cbl::CVelixMessage request;
   request.push_back("func@bac_write");
-  appendPoint(request, record);
+  appendPoint(request, point);
   for (const short word : words) request.push_back(std::to_string(word));
 
   cbl::CVelixMessage reply;
   return callForCode(request, reply);
 }
 
-std::int32_t CBACnetLink::writePoints(const std::vector<SymbolRecord>& records,
+std::int32_t CBACnetLink::writePoints(const std::vector<PointAccess>& points,
                                       const std::vector<std::vector<short>*>& values) {
   cbl::CVelixMessage request;
   request.push_back("func@bac_multi_write");
-  request.push_back(std::to_string(records.size()));
-  for (std::size_t i = 0; i < records.size(); ++i) {
-    appendPoint(request, records[i]);
+  request.push_back(std::to_string(points.size()));
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    appendPoint(request, points[i]);
     request.push_back(joinWords(*values[i]));
   }
 

@@ -142,16 +142,21 @@ void CBACnetLink::readSymbols(const pugi::xml_node& element) {
 }
 
 std::int32_t CBACnetLink::findSymbol(const std::string& name, SymbolRecord& record) const {
+  const SymbolRecord* found = symbolOf(name);
+  if (found == nullptr) return -1;
+  record = *found;
+  return 0;
+}
+
+const SymbolRecord* CBACnetLink::symbolOf(const std::string& name) const {
   std::int32_t regId = 0;
   try {
     regId = std::stoi(name);
   } catch (const std::logic_error&) {  // no number, or none that fits
-    return -1;
+    return nullptr;
   }
   const auto found = symbols.find(static_cast<std::uint32_t>(regId));
-  if (found == symbols.end()) return -1;
-  record = found->second;
-  return 0;
+  return found != symbols.end() ? &found->second : nullptr;
 }
 
 }  // namespace driver

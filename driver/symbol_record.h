@@ -17,6 +17,12 @@ inline constexpr std::int32_t kTypeSpecial = 9;  // a property whose values the 
 inline constexpr std::int32_t kTypeEmpty = -1;
 inline constexpr std::int32_t kTypeUnknown = -2;
 
+/// What a remote call says about a point.
+struct PointAccess {
+  std::int32_t regId = 0;
+  std::int32_t dataSize = 0;  ///< bytes to transfer
+};
+
 /// One point of the project file. Copies share `valueBlock`, which belongs to the link.
 struct SymbolRecord {
   bool hasIndex = false;

@@ -94,7 +94,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (Words& words : points) values.push_back(&words);
   try {
     const std::int32_t result = count == 0 ? link.readPoint({}, points.front())
-                                           : link.readPoints(std::vector<driver::SymbolRecord>(count), values);
+                                           : link.readPoints(std::vector<driver::PointAccess>(count), values);
     if (!raw) checkWords(bytes, result, points);
   } catch (const std::logic_error&) {  // a text that is no number, or none that fits
   }

@@ -10,7 +10,6 @@
 namespace {
 
 using driver::CBACnetLink;
-using driver::SymbolRecord;
 using support::BusPeer;
 using support::messageFrame;
 using support::PeerAnswer;
@@ -18,11 +17,8 @@ using support::PeerRequest;
 using Strings = std::vector<std::string>;
 using Words = std::vector<short>;
 
-SymbolRecord point(std::int32_t regId, std::int32_t dataSize) {
-  SymbolRecord record;
-  record.regId = regId;
-  record.dataSize = dataSize;
-  return record;
+driver::PointAccess point(std::int32_t regId, std::int32_t dataSize) {
+  return {regId, dataSize};
 }
 
 /// A link whose helper answers every request with the same elements.
@@ -128,7 +124,7 @@ TEST_F(LinkPoints, RepliesThatAreNoNumbersThrowAndKeepWhatCameBefore) {
 
 TEST_F(LinkPoints, ABatchReplyAndItsPointsNeedNotBeOfOneLength) {
   Words first, second, third;
-  const std::vector<SymbolRecord> records = {point(1, 4), point(2, 4), point(3, 4)};
+  const std::vector<driver::PointAccess> records = {point(1, 4), point(2, 4), point(3, 4)};
   answer({"x", "0", "1,2", "3"});
   EXPECT_EQ(link.readPoints(records, {&first, &second, &third}), 0);
   EXPECT_EQ(first, (Words{1, 2}));
