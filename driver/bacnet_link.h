@@ -40,8 +40,8 @@ class CBACnetLink {
   std::int32_t startLink(std::int32_t linkNumber, const std::string& directory);
 
   /// Makes sure that the link's helper runs and the bus client is connected to it: a helper whose socket cannot be
-  /// connected is killed by its pid file and started anew, from the project directory or below its "Devlib". Blocks for
-  /// at most 200 ms when the helper is up, and some 6 s otherwise. Must not run twice at the same time for one link.
+  /// connected is killed by its pid file and started anew, from the project directory or below its "Devlib". How long
+  /// it blocks stands in docs/reliability.md. Must not run twice at the same time for one link.
   bool ensureServer();
 
   // --- project file (link_project.cpp) ---
