@@ -89,7 +89,7 @@ Fault readFault(const FaultKey& key, const Json& value) {
 }
 
 std::string serviceOf(const Json& value) {
-  const std::string name = textOf(value, "service");
+  std::string name = textOf(value, "service");
   const bool isKnown = bacnet::kConfirmedServiceNames.number(name) || bacnet::kUnconfirmedServiceNames.number(name);
   if (!isKnown) throw Mistake(fmt::format("there is no service \"{}\"; one is \"read-property\"", name));
   return name;

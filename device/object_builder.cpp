@@ -55,9 +55,9 @@ std::string nameFor(ObjectId id, const std::vector<plant::Point>& points, CDevic
   });
   const bool isPresentValue = named != points.end();
   if (!isPresentValue) named = std::find_if(points.begin(), points.end(), isOfObject);
-  const std::string name = isPresentValue ? named->fullName() : named->name;
-  const bool isFree = !name.empty() && device.findByName(name) == nullptr;
-  return isFree ? name : fmt::format("{} ({})", name, textOf(id));
+  std::string name = isPresentValue ? named->fullName() : named->name;
+  while (name.empty() || device.findByName(name) != nullptr) name += fmt::format(" ({})", textOf(id));
+  return name;
 }
 
 /// Bit strings of the standard that a point may take a bit of.

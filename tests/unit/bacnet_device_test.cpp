@@ -66,14 +66,15 @@ class BacnetDevice : public testing::Test {
 };
 
 TEST_F(BacnetDevice, HasTheObjectsThatThePointsName) {
-  start(
-      linkOf({point("Speed.Limit", 1, 1, 45), point("Speed", 1, 1), point("Speed.Priority[8]", 1, 1, 87),
-              point("Mode.Text[6]", 14, 1, 110, "STRING"), point("Speed", 2, 1), point("Own[3]", 200, 7, 600, "UDINT"),
-              point("Device.Name", 8, 4711, 77, "STRING"), point("Enable", 0, 2, 35, "BOOL")}));
+  start(linkOf({point("Speed.Limit", 1, 1, 45), point("Speed", 1, 1), point("Speed.Priority[8]", 1, 1, 87),
+                point("Mode.Text[6]", 14, 1, 110, "STRING"), point("Speed", 2, 1),
+                point("Speed (analog-value 2)", 3, 1), point("Speed", 2, 2), point("Own[3]", 200, 7, 600, "UDINT"),
+                point("Device.Name", 8, 4711, 77, "STRING"), point("Enable", 0, 2, 35, "BOOL")}));
   EXPECT_TRUE(device->remarks().empty());
-  EXPECT_EQ(device->objectCount(), 6U);
+  EXPECT_EQ(device->objectCount(), 8U);
   EXPECT_EQ(nameOf({1, 1}), "Speed");
   EXPECT_EQ(nameOf({2, 1}), "Speed (analog-value 1)");  // names are unique
+  EXPECT_EQ(nameOf({2, 2}), "Speed (analog-value 2) (analog-value 2)");
   EXPECT_EQ(asker.read({1, 1}, 45), "0");
   EXPECT_EQ(asker.read({1, 1}, 87, 8), "null");
   EXPECT_EQ(asker.read({14, 1}, 110, 6) + " " + asker.read({14, 1}, 74), "State 6 6");
