@@ -2,11 +2,17 @@
 
 namespace bench {
 
-/// System calls that one single read through the plug-in makes, counted with strace on this very program: a long run of
-/// reads less a short one. Throws std::runtime_error when a run fails.
-double systemCallsPerRead();
+enum class Side { kDriver, kHelper };
 
-/// What those runs do: `count` reads against the lean responder.
-void readOnly(int count);
+/// System calls of one side for one single read through the plug-in, counted with strace on this very program: a long
+/// run of reads less a short one. The driver's against the lean responder, the helper's its own. Throws
+/// std::runtime_error when a run fails.
+double systemCallsPerRead(Side side);
+
+/// What those runs do: `count` reads.
+void readOnly(Side side, int count);
+
+/// The option that makes this program do so, and no more.
+const char* readsOption(Side side);
 
 }  // namespace bench
