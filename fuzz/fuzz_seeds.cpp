@@ -90,6 +90,19 @@ Seeds apduSeeds() {
   return seeds;
 }
 
+Seeds requestSeeds() {
+  return {encodeBody({"func@bac_read", "4", "4"}), encodeBody({"func@bac_connect"}),
+          encodeBody({"func@bac_write", "6", "8", "18533", "24948"}),
+          encodeBody({"func@bac_multi_read", "3", "1", "1", "5", "8", "6", "512"}),
+          encodeBody({"func@bac_multi_write", "2", "2", "4", "-1,-1", "1", "1", "1"})};
+}
+
+Seeds ruleSeeds() {
+  return {R"([{"function":"bac_read","regId":7,"after":1,"times":2,"garbage":"0x00ff"}])",
+          R"([{"function":"*","kill":"after"},{"function":"func@bac_connect","code":-9}])",
+          R"([{"function":"*","foreignType":15},{"function":"*","pieces":3},{"function":"*","half":true}])"};
+}
+
 void write(const std::filesystem::path& directory, const Seeds& seeds) {
   std::filesystem::create_directories(directory);
   for (std::size_t i = 0; i < seeds.size(); ++i) {
@@ -113,6 +126,8 @@ int main(int argc, char** argv) {
     write(directory / "cmdline", {"a \"b c\" d", "\"\" \"x", "a\"b c\"", "\"a\nb\" c", "\t\v\f\r\n", "\"a\"\"b\""});
     write(directory / "project", projectSeeds());
     write(directory / "reply", replySeeds());
+    write(directory / "request", requestSeeds());
+    write(directory / "rules", ruleSeeds());
     write(directory / "datagram", datagramSeeds());
     write(directory / "apdu", apduSeeds());
   } catch (const std::exception& failure) {

@@ -105,7 +105,7 @@ Fault readFault(const FaultKey& key, const Json& value) {
 std::string functionOf(const std::string& text) {
   if (text == "*") return text;
   std::string name = text.rfind(kPrefix, 0) == 0 ? text : std::string(kPrefix) + text;
-  if (!helper::isRemoteFunction(name)) throw RuleError(fmt::format("there is no function \"{}\"", text));
+  if (!helper::isRemoteFunction(name)) throw RuleError(fmt::format("there is no function {}", Json(text).dump()));
   return name;
 }
 
@@ -128,7 +128,7 @@ FaultRule readRule(const Json& object) {
     } else if (key == "regId") {
       rule.regId = static_cast<std::uint32_t>(numberOf(value, key, 0, std::numeric_limits<std::uint32_t>::max()));
     } else {
-      throw RuleError(fmt::format("\"{}\" is unknown", key));
+      throw RuleError(fmt::format("{} is unknown", Json(key).dump()));
     }
   }
   if (rule.function.empty()) throw RuleError("\"function\" is missing");
