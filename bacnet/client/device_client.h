@@ -77,6 +77,10 @@ struct DeviceProfile {
 
 /// One device as a client sees it: finds it, keeps a queue of requests to it, splits and merges them into what it
 /// takes, gives up in time, probes it while it is silent, and keeps subscriptions. One thread, never blocks.
+///
+/// A request goes out at 0, 1 and 2 s and counts as unanswered at 2.5 s; from then on the device is silent and what is
+/// asked of it fails at once, until anything is heard from it. Which of a device's failures a caller sees is in
+/// Failure; a batch fails point by point. Callbacks may call anything here but must not destroy the client.
 class CDeviceClient {
  public:
   /// What has changed, for a log: one line each, never one a request.
@@ -93,7 +97,8 @@ class CDeviceClient {
   void start();
   const DeviceProfile& profile() const;
 
-  /// One outcome an item, in order, exactly once and at `deadline` at the latest; what has not come by then is kSilent.
+  /// One outcome an item, in order, exactly once and at `deadline` at the latest; what has not come by then is kSilent,
+  /// kNotFound while the device is being looked for. With thousands of calls waiting another one fails at once.
   /// The transaction goes on behind it: a value that comes late answers the next read of the same property within 10 s.
   /// A silent device's items fail at once. Possibly calls back before it returns.
   void read(std::vector<ReadItem> items, io::TimePoint deadline, std::function<void(std::vector<ReadOutcome>)> done);
@@ -103,7 +108,8 @@ class CDeviceClient {
   /// of it without asking the device while the subscription is known to work.
   void subscribe(ObjectId object, bool confirmed);
 
-  /// What a network hears for this device. Whoever owns the network hands on what comes in.
+  /// What a network hears. Whoever owns it hands on all that comes in, broadcasts too: what is none of this device's is
+  /// left alone. `onRefused` is for the sockets' handler of that name.
   void onApdu(const Incoming& from, const Apdu& apdu);
   void onMessage(const Incoming& from, const NetworkMessage& message);
   void onRefused(const io::Address& to);

@@ -17,7 +17,6 @@ class CLateOutcomes {
  public:
   void keep(const PropertyAddress& address, ReadOutcome outcome, io::TimePoint now);
   std::optional<ReadOutcome> take(const PropertyAddress& address, io::TimePoint now);
-  void drop(const PropertyAddress& address) { kept_.erase(address); }
   /// Of all properties of an object: what has been written may change them.
   void drop(const ObjectId& object);
 

@@ -105,9 +105,9 @@ void CSubscriptions::acknowledge(Points::value_type& entry) {
   point.until = timers_.now() + kSubscriptionLifetime;
   point.isRefused = isRefusedAtAll_ = false;
   // Those subscribed together are renewed spread over a time, and from then on at the same distances.
-  const double turn = std::fmod(static_cast<double>(++subscribed_) * kGoldenRatio, 1.0);
-  const std::chrono::duration<double> early = isNew ? kRenewedAfter * turn / 2 : kRenewedAfter * 0.0;
-  setDue(entry, timers_.now() + kRenewedAfter - std::chrono::duration_cast<io::Duration>(early));
+  std::chrono::duration<double> after = kRenewedAfter;
+  if (isNew) after *= 1 - std::fmod(static_cast<double>(++subscribed_) * kGoldenRatio, 1.0) / 2;
+  setDue(entry, timers_.now() + std::chrono::duration_cast<io::Duration>(after));
 }
 
 void CSubscriptions::refuse(Points::value_type& entry, const Answer& answer) {

@@ -11,7 +11,7 @@
 
 namespace bacnet {
 
-constexpr std::size_t kLargestAssembly = 2 * 1024 * 1024;  // octets of a message that came in segments
+constexpr std::size_t kLargestAssembly = std::size_t{2} * 1024 * 1024;  // octets of a message that came in segments
 
 /// Puts the segments of one message together, clause 5.4's receiver. Knows no PDU, clock or network: whoever owns it
 /// sends the acknowledgements and gives up when nothing has come for its time.

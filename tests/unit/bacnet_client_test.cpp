@@ -1,3 +1,5 @@
+#include <random>
+
 #include "support/device_client_fixture.h"
 
 namespace test {
@@ -381,6 +383,33 @@ TEST_F(DeviceClient, ABadLineBringsNoWrongValue) {
   net.setWeather({}, 0);
   wait(seconds(40));
   EXPECT_EQ(read(presentValues(1000)).back(), "999") << "nothing is left of it";
+}
+
+TEST_F(DeviceClient, GarbageHarmsNothing) {
+  make([](auto& settings) { settings.mayReadMultiple = true; });
+  for (std::uint32_t i = 0; i < 10; ++i) client->subscribe(analog(i), true);
+  device.segmentOctets = 100;
+  read(presentValues(100));
+  device.iAm();
+  wait(seconds(1));
+  std::vector<std::string> seeds;
+  for (const auto& datagram : net.sent()) seeds.push_back(datagram.bytes);
+  const auto asDevice = net.open(kDevice);
+  const auto asStranger = net.open(kElsewhere);
+  std::mt19937 random(7);
+  for (int i = 0; i < 20000; ++i) {
+    std::string bytes = seeds[random() % seeds.size()];
+    for (auto flips = random() % 4; flips > 0; --flips)
+      bytes[random() % bytes.size()] ^= static_cast<char>(1 << random() % 8);
+    bytes.resize(random() % 4 == 0 ? random() % (bytes.size() + 1) : bytes.size());
+    (random() % 4 == 0 ? asStranger : asDevice)->send(kPanel, bytes);
+    if (i % 50 == 0) client->read(presentValues(30), clock.now() + seconds(1), [](const auto&) {});
+    wait(milliseconds(2));
+  }
+  net.forget();
+  wait(minutes(6));
+  EXPECT_EQ(read(presentValues(1000)).back(), "999");
+  EXPECT_EQ(client->profile().station, (Station{kDevice, {}}));
 }
 
 TEST_F(DeviceClient, MoreCallersThanCanBeServedAreTurnedAway) {
