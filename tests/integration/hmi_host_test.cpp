@@ -163,6 +163,8 @@ TEST(HmiHost, TheHelpersFaultsHaveTheirStatus) {
       {R"({"function":"bac_read","times":1,"close":true})", {"read 1", 0, ""}},
       {R"({"function":"bac_read","after":1,"times":1,"half":true})",
        {"watch 1 --interval 10 --count 3", 0, "reads 3, failures 0"}},
+      {R"({"function":"bac_read","times":1,"code":7})", {"read 1", 0, ""}},
+      {R"({"function":"bac_read","code":3})", {"read 1", 7, "no project loaded (code 3); connect once more"}},
       {R"({"function":"bac_read","close":true})",
        {"read 1", 7, "no answer from the helper (code -1); look at the end"}},
       {R"({"function":"bac_write","code":1040})",

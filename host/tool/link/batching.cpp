@@ -16,6 +16,11 @@ using driver::AccessRequest;
 
 constexpr int kMostUnanswered = 2;  // each costs a connect and the driver's whole wait
 
+// Also of a helper that has been started anew behind the driver's back.
+bool needsConnect(const std::optional<std::int32_t>& code) {
+  return code == kNoAnswer || code == kNoProject || code == kNotConnected;
+}
+
 }  // namespace
 
 void CBatcher::read(std::vector<Access>& accesses) {
@@ -121,12 +126,12 @@ CBatcher::Code CBatcher::timed(const std::function<std::int32_t()>& call) {
 
 CBatcher::Code CBatcher::answered(const std::function<std::int32_t()>& call) {
   auto code = timed(call);
-  if (code == kNoAnswer && mayConnect_ && !isInterrupted()) {
+  if (needsConnect(code) && mayConnect_ && !isInterrupted()) {
     session_.reconnect();
     mayConnect_ = false;
     code = timed(call);
   }
-  if (code != kNoAnswer) mayConnect_ = true;
+  if (!needsConnect(code)) mayConnect_ = true;
   return code;
 }
 

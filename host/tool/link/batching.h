@@ -27,10 +27,10 @@ struct Access {
 /// `supportsMultiAccess` and `acceptBatchItem`.
 ///
 /// A batch that the helper refuses, or answers with rubbish, is repeated point by point, so that a bad point costs only
-/// itself; so is a point without words in a batch that was read well. A call that gets no answer is repeated once after
-/// the session has connected again; when that repetition gets none either, the calls after it are tried without
-/// connecting until one succeeds. A read batch that got no answer twice is then read point by point, until two of its
-/// points have got none.
+/// itself; so is a point without words in a batch that was read well. A call that gets no answer, or meets a helper
+/// that is not connected, is repeated once after the session has connected again; when that repetition gets none
+/// either, the calls after it are tried without connecting until one succeeds. A read batch that got no answer twice is
+/// then read point by point, until two of its points have got none.
 class CBatcher {
  public:
   /// Both outlive this object. `statistics` takes the duration of each driver call.

@@ -25,11 +25,11 @@ constexpr KnownCode kKnownCodes[] = {
     {kNoAnswer, "no answer from the helper", kLog},
     {1, "unknown function", kVersions},
     {2, "malformed request", kVersions},
-    {3, "no project loaded", "connect once more: the helper was started anew"},
+    {kNoProject, "no project loaded", "connect once more: the helper was started anew"},
     {4, "project file refused", "mend it: hmi-host check"},
     {5, "unknown RegId", "the project file has changed: start the host anew"},
     {6, "wrong size", "compare DataType with the register's length"},
-    {7, "not connected", "connect once more"},
+    {kNotConnected, "not connected", "connect once more"},
     {8, "value does not fit the point's type", "compare DataType with what was written"},
     {20, "device silent", "check its power, its address and the network between"},
     {21, "device not found", "check DeviceId, Network and the network interface"},
@@ -41,6 +41,8 @@ constexpr KnownCode kKnownCodes[] = {
     {27, "the device's answer cannot be decoded", "the helper's log shows it; report it with the device's make"},
     {28, "reply too long for the bus", "read fewer points, or shorter texts"},
 };
+
+constexpr std::uint32_t kLargestNumber = 999;  // stands for those beyond, too
 
 // What a device itself answered: the number behind the first one is the standard's.
 struct DeviceAnswers {
@@ -58,7 +60,10 @@ const DeviceAnswers kDeviceAnswers[] = {
 CodeText textOfAnswer(const DeviceAnswers& answers, std::int32_t code) {
   const auto number = static_cast<std::uint32_t>(code - answers.first);
   const std::string name(answers.names.name(number));
-  return {fmt::format("the device answers {} {}", answers.kind, name.empty() ? std::to_string(number) : name),
+  const std::string words = number >= kLargestNumber ? fmt::format("{} or above", kLargestNumber)
+                            : name.empty()           ? std::to_string(number)
+                                                     : name;
+  return {fmt::format("the device answers {} {}", answers.kind, words),
           "compare the point's object and property with the device's; the helper's log names them"};
 }
 

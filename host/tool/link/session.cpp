@@ -55,6 +55,7 @@ CSession::CSession(const Options& options, std::unique_ptr<CPlugin> plugin)
 
 void CSession::makeDriver() {
   isInitialised_ = false;
+  driver_ = nullptr;
   owner_ = rttr::variant();  // one driver at a time
   owner_ = plugin_->createDriver();
   driver_ = owner_.extract_wrapped_value().convert<driver::CDriver*>();
@@ -90,7 +91,7 @@ void CSession::init() {
 
 void CSession::connect() {
   requireOwn(options_);
-  addressOf(options_.networkInterface);  // without one the driver only answers that it failed
+  requireAddress();
   ++connects_;
   const std::int32_t code = guarded([&] { return driver_->connect(); });
   if (code == kDone) return;
@@ -104,12 +105,18 @@ void CSession::connect() {
                  remedyFor(code, options_.link));
 }
 
+// Without one the driver only answers that it failed. An interface that had one when the session began may get it back.
+void CSession::requireAddress() const {
+  const auto failure = failureOf([&] { addressOf(options_.networkInterface); });
+  if (failure) throw CFailure(ExitStatus::kUnreachable, failure->problem(), failure->remedy());
+}
+
 // The rest of a broken answer stays in a driver's client as long as the driver lives.
 void CSession::reconnect() {
   if (isInitialised_) {
     const auto failure = failureOf([&] { connect(); });
     if (!failure) return;
-    if (failure->status() != ExitStatus::kUnreachable) throw CFailure(*failure);
+    if (failure->status() == ExitStatus::kTaken) throw CFailure(*failure);
   }
   makeDriver();
   init();

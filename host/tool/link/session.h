@@ -27,7 +27,7 @@ class CSession {
 
   /// Has the driver start the helper and hand it the project. Throws CFailure (taken, unreachable, refused).
   void init();
-  /// Has the driver connect; may be repeated after `init`. Throws CFailure (taken, usage, unreachable, refused).
+  /// Has the driver connect; may be repeated after `init`. Throws CFailure (taken, unreachable, refused).
   void connect();
   /// Connects again, with another driver object when this one cannot. Registers stay prepared. Throws as `init` and
   /// `connect` do.
@@ -39,6 +39,7 @@ class CSession {
   /// Runs one call of the driver's. What it throws becomes CFailure: refused for answers that are no numbers.
   std::int32_t guarded(const std::function<std::int32_t()>& call) const;
 
+  /// Not to be called after a plug-in failure of `reconnect`.
   driver::CDriver& driver() { return *driver_; }
   const CPlugin& plugin() const { return *plugin_; }
   std::string typeName() const;
@@ -47,6 +48,7 @@ class CSession {
 
  private:
   void makeDriver();
+  void requireAddress() const;
 
   const Options& options_;
   std::unique_ptr<CPlugin> plugin_;
