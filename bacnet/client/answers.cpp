@@ -44,6 +44,7 @@ Failure failureOf(ConfirmedService service, const Answer& answer) {
     case Answer::Kind::kTooLong:
       failure.kind = Failure::Kind::kTooLong;
       break;
+    case Answer::Kind::kRefused:
     case Answer::Kind::kOverdue:
       failure.kind = Failure::Kind::kSilent;
       break;

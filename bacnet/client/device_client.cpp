@@ -38,7 +38,7 @@ struct CDeviceClient::Impl {
   void endSilence(bool hasSaidIAm);
   void judgeUnanswered(bool wasThere);
   void fallSilent(Failure::Kind kind);
-  void unreachable();
+  void giveUp(Failure::Kind failure, Answer::Kind answer);
   void probe();
   void tellSilence();
   void find(const Station& station);
@@ -174,9 +174,9 @@ void CDeviceClient::Impl::fallSilent(Failure::Kind kind) {
   queue.failAll(state.failure);
 }
 
-void CDeviceClient::Impl::unreachable() {
-  fallSilent(Failure::Kind::kUnreachable);
-  transactions.failAll(Answer::Kind::kUnreachable);
+void CDeviceClient::Impl::giveUp(Failure::Kind failure, Answer::Kind answer) {
+  fallSilent(failure);
+  transactions.failAll(answer);
 }
 
 void CDeviceClient::Impl::probe() {
@@ -285,14 +285,14 @@ void CDeviceClient::Impl::onRouterSays(const Incoming& from, const NetworkMessag
       const auto rejected = parseRejectedMessage(message.data);
       if (!rejected || rejected->network != deviceNetwork) return;
       if (rejected->reason == kMessageTooLong) return transactions.failAll(Answer::Kind::kTooLong);
-      return unreachable();
+      return giveUp(Failure::Kind::kUnreachable, Answer::Kind::kUnreachable);
     }
     case NetworkMessageType::kRouterBusyToNetwork: {
       const auto networks = parseNetworks(message.data);
       if (!networks) return;
       const bool isOurs =
           networks->empty() || std::find(networks->begin(), networks->end(), deviceNetwork) != networks->end();
-      if (isOurs) unreachable();
+      if (isOurs) giveUp(Failure::Kind::kUnreachable, Answer::Kind::kUnreachable);
       return;
     }
     default:
@@ -322,12 +322,14 @@ const DeviceProfile& CDeviceClient::profile() const {
 
 void CDeviceClient::read(std::vector<ReadItem> items, io::TimePoint deadline,
                          std::function<void(std::vector<ReadOutcome>)> done) {
+  impl_->silence.wanted();
   impl_->prepare();
   impl_->reader.read(std::move(items), deadline, std::move(done));
 }
 
 void CDeviceClient::write(std::vector<WriteItem> items, io::TimePoint deadline,
                           std::function<void(std::vector<WriteOutcome>)> done) {
+  impl_->silence.wanted();
   impl_->prepare();
   impl_->writer.write(std::move(items), deadline, std::move(done));
 }
@@ -361,7 +363,9 @@ void CDeviceClient::onMessage(const Incoming& from, const NetworkMessage& messag
 void CDeviceClient::onRefused(const io::Address& to) {
   const auto& station = impl_->state.profile.station;
   // A refusal that comes when nothing is waited for says nothing of the next request.
-  if (station && station->address == to && impl_->transactions.underWay() > 0) impl_->unreachable();
+  if (station && station->address == to && impl_->transactions.underWay() > 0) {
+    impl_->giveUp(Failure::Kind::kSilent, Answer::Kind::kRefused);
+  }
 }
 
 }  // namespace bacnet

@@ -19,12 +19,12 @@ namespace bacnet {
 /// Why a property was not read or written.
 struct Failure {
   enum class Kind {
-    kSilent,       ///< no answer in time, or the device has been silent and was not asked
+    kSilent,       ///< no answer in time, nobody at its port, or it has been silent and was not asked
     kNotFound,     ///< where the device is has not been found out
     kError,        ///< the device's Error; `error`
     kReject,       ///< the device's Reject; `reason`
     kAbort,        ///< the device's Abort, or ours where an answer had to be given up; `reason`
-    kUnreachable,  ///< the network says no: a router's Reject-Message-To-Network, a closed port
+    kUnreachable,  ///< the network says no: a router's Reject-Message-To-Network
     kUndecodable,  ///< an answer came that is none to the question, or not to be read
     kTooLong,      ///< the request fits no APDU of the device, and it takes no segments
   };

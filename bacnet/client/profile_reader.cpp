@@ -67,7 +67,8 @@ void CProfileReader::ask(std::size_t place) {
 }
 
 void CProfileReader::take(std::size_t place, const Answer& answer) {
-  if (answer.kind == Answer::Kind::kOverdue || answer.kind == Answer::Kind::kUnreachable) return;
+  using Kind = Answer::Kind;
+  if (answer.kind == Kind::kOverdue || answer.kind == Kind::kUnreachable || answer.kind == Kind::kRefused) return;
   const auto outcome = readOutcome({deviceObject(state_), {kAsked[place], {}}}, answer);
   const auto* values = std::get_if<Values>(&outcome);
   if (values && values->size() == 1) apply(state_.profile, kAsked[place], values->front());

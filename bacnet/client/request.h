@@ -17,6 +17,7 @@ struct Answer {
     kReject,       ///< `reason`
     kAbort,        ///< `reason`; the device's, or ours where an answer had to be given up
     kUnreachable,  ///< the network says no
+    kRefused,      ///< the device's machine is there, but nobody listens at the port
     kTooLong,      ///< the request fits no APDU that gets there
     kOverdue,      ///< nothing has come in time, but may yet
   };

@@ -10,6 +10,7 @@ namespace {
 
 constexpr io::Duration kFirstWait = std::chrono::seconds(1);
 constexpr io::Duration kLongestWait = std::chrono::seconds(30);
+constexpr io::Duration kLongestWantedWait = std::chrono::seconds(8);
 
 }  // namespace
 
@@ -20,7 +21,13 @@ void CSilence::begin() {
   if (isOn()) return;
   probes_ = 0;
   wait_ = kFirstWait;
-  timer_ = timers_.after(wait_, [this] { tick(); });
+  last_ = timers_.now();
+  setDue(last_ + wait_);
+}
+
+void CSilence::wanted() {
+  const io::TimePoint soon = last_ + kLongestWantedWait;
+  if (isOn() && soon < due_) setDue(soon);
 }
 
 CSilence::Ended CSilence::end() {
@@ -32,9 +39,15 @@ CSilence::Ended CSilence::end() {
 void CSilence::tick() {
   ++probes_;
   wait_ = std::min(wait_ * 2, kLongestWait);
-  timer_ = timers_.after(wait_, [this] { tick(); });
+  last_ = timers_.now();
+  setDue(last_ + wait_);
   if (probes_ == 2) lasts_();
   probe_();
+}
+
+void CSilence::setDue(io::TimePoint due) {
+  due_ = due;
+  timer_ = timers_.at(due, [this] { tick(); });
 }
 
 }  // namespace bacnet

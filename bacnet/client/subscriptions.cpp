@@ -92,6 +92,7 @@ void CSubscriptions::onAnswer(const ObjectId& object, const Answer& answer) {
       postponeDue();
       break;
     case Answer::Kind::kUnreachable:
+    case Answer::Kind::kRefused:
       break;
     default:
       refuse(entry, answer);

@@ -178,10 +178,11 @@ TEST_F(BacnetSource, ASilentDeviceAnswersInTimeThenAtOnceAndIsReadAgain) {
   EXPECT_EQ(readNow({0, 1, 2, 3, 4, 5, 6, 7, 8}), "#20 #20 #20 #20 #20 #20 #20 #20 #20 ");
   EXPECT_EQ(took, 0ms);
   EXPECT_EQ(log.size(), 1U) << "said once";
-  clock.advance(60s);
+  clock.advance(120s);
   silence(false);
-  clock.advance(31s);
-  EXPECT_EQ(readNow({0}), "20.5 ");
+  int seconds = 0;
+  while (readNow({0}) != "20.5 " && seconds < 60) clock.advance(1s), ++seconds;
+  EXPECT_LE(seconds, 9) << "who is asked for is probed more often";
 }
 
 TEST_F(BacnetSource, ASubscribedValueIsAnsweredWithoutAsking) {
