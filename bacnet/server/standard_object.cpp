@@ -105,7 +105,7 @@ void addStatus(CObject& object, bool isRequired) {
 
 void addAnalog(CObject& object, Datatype datatype) {
   object.add(property::kUnits, single(Datatype::kEnumerated, Enumerated{kNoUnits}, true));
-  Property increment = single(datatype, datatype == Datatype::kDouble ? Value(1.0) : Value(1.0F), false);
+  Property increment = single(datatype, datatype == Datatype::kDouble ? Value(0.1) : Value(0.1F), false);
   if (datatype == Datatype::kUnsigned || datatype == Datatype::kSigned) {
     increment = single(Datatype::kUnsigned, std::uint64_t{1}, false);
   }

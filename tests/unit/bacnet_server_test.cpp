@@ -266,9 +266,9 @@ TEST_F(BacnetServer, TellsSubscribersOfChangesForTheirTime) {
     settle();
     return asker.notifications().size();
   };
-  EXPECT_EQ(changesOf(0.9F), 0U);  // less than the increment of 1
-  EXPECT_EQ(changesOf(1.0F), 1U);
-  EXPECT_EQ(changesOf(1.9F), 0U);
+  EXPECT_EQ(changesOf(0.09F), 0U);  // less than the increment of 0.1
+  EXPECT_EQ(changesOf(0.11F), 1U);
+  EXPECT_EQ(changesOf(0.2F), 0U);
   asker.write(kInput, {81, {}}, {true});
   settle();
   EXPECT_EQ(asker.notifications().size(), 1U);  // a flag
