@@ -51,6 +51,7 @@ TEST(HmiHost, PrintsWhatItsPageShows) {
   std::filesystem::create_directory(tool.project.dir.file("other"));
   tool.project.dir.write("other/BACnetLabel.xml", support::readFile(tool.project.dir.file("BACnetLabel.xml")));
   std::filesystem::copy_file(SOURCE_DIR "/examples/mistakes/BACnetLabel.xml", tool.project.dir.file("mistakes.xml"));
+  std::filesystem::copy(SOURCE_DIR "/examples/ede", tool.project.dir.path());
   const auto examples = examplesOf(support::readFile(SOURCE_DIR "/docs/hmi-host.md"));
   ASSERT_GT(examples.size(), 12U);
   int status = -1;
@@ -109,6 +110,10 @@ TEST(HmiHost, WhatIsWrongIsSaidInALineAndHasItsStatus) {
       {"--interface no_such_if read 1", 2, "there is no network interface 'no_such_if'"},
       {"points >/dev/full", 1, "cannot write the output: No space left on device"},
       {"points >&-", 1, "standard output is closed"},
+      {"import /none", 2, "/none: No such file or directory"},
+      {"import " SOURCE_DIR "/LICENSE", 2,
+       "no line of " SOURCE_DIR "/LICENSE becomes a point (line 1: no object-type)"},
+      {"export " SOURCE_DIR "/LICENSE", 2, "there is such a file already; name another one, or take --force"},
       {"--plugin /none.so read 1", 4, "/none.so: cannot open shared object file"},
       {"--plugin " BIN_DIR "/libhmi_host.so info", 4, "lacks the entry points of a driver plug-in"},
       {"--plugin " BIN_DIR "/libforeign_plugin.so info", 4, "has ABI version 2, not 1"},
@@ -138,7 +143,8 @@ TEST(HmiHost, WhatIsWrongIsSaidInALineAndHasItsStatus) {
 
 TEST(HmiHost, EachCommandsHelpHasAnExample) {
   const Tool tool;
-  for (const char* command : {"", "info", "links", "points", "read", "write", "watch", "bench", "doctor", "check"}) {
+  for (const char* command :
+       {"", "info", "links", "points", "read", "write", "watch", "bench", "doctor", "check", "import", "export"}) {
     const auto run = tool.shell(std::string("$TOOL ") + command + " --help");
     EXPECT_EQ(run.status, 0) << command;
     EXPECT_NE(run.out.find(std::string("Example:\n  hmi-host --project ")), std::string::npos) << run.out;

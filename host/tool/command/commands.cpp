@@ -9,7 +9,7 @@ namespace {
 
 // In the order of the help.
 constexpr AddCommand* kCommands[] = {
-    addInfo, addLinks, addPoints, addCheck, addRead, addWrite, addWatch, addBench, addDoctor,
+    addInfo, addLinks, addPoints, addCheck, addRead, addWrite, addWatch, addBench, addDoctor, addImport, addExport,
 };
 
 }  // namespace

@@ -31,6 +31,8 @@ AddCommand addWatch;
 AddCommand addBench;
 AddCommand addDoctor;
 AddCommand addCheck;
+AddCommand addImport;
+AddCommand addExport;
 
 /// Adds them all.
 AddCommand addCommands;

@@ -1,0 +1,227 @@
+#include "plant/ede.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <filesystem>
+#include <tuple>
+
+#include "plant/csv.h"
+#include "plant/text_encoding.h"
+
+namespace plant {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::int32_t kLastObjectType = 1023;
+constexpr std::int32_t kLastInstance = 4194302;
+constexpr std::size_t kNowhere = std::string::npos;
+
+enum Column : std::size_t {
+  kKeyname,
+  kDevice,
+  kObjectName,
+  kObjectType,
+  kInstance,
+  kDescription,
+  kPresentValue,
+  kMinimum,
+  kMaximum,
+  kSettable,
+  kCov,
+  kHighLimit,
+  kLowLimit,
+  kStateTexts,
+  kUnit,
+  kColumnCount
+};
+
+struct ColumnName {
+  const char* key;  // as columnKey makes it
+  Column column;
+};
+
+constexpr std::array<ColumnName, 18> kColumnNames = {{{"keyname", kKeyname},
+                                                      {"deviceobjinstance", kDevice},
+                                                      {"deviceobjectinstance", kDevice},
+                                                      {"objectname", kObjectName},
+                                                      {"objecttype", kObjectType},
+                                                      {"objectinstance", kInstance},
+                                                      {"description", kDescription},
+                                                      {"presentvaluedefault", kPresentValue},
+                                                      {"minpresentvalue", kMinimum},
+                                                      {"maxpresentvalue", kMaximum},
+                                                      {"settable", kSettable},
+                                                      {"commandable", kSettable},
+                                                      {"settablecommandable", kSettable},
+                                                      {"supportscov", kCov},
+                                                      {"hilimit", kHighLimit},
+                                                      {"lowlimit", kLowLimit},
+                                                      {"statetextreference", kStateTexts},
+                                                      {"unitcode", kUnit}}};
+
+using Positions = std::array<std::size_t, kColumnCount>;
+
+Positions usualPositions() {
+  Positions positions;
+  for (std::size_t i = 0; i < positions.size(); ++i) positions[i] = i;
+  return positions;
+}
+
+std::string field(const CsvRow& row, std::size_t position) {
+  return position < row.fields.size() ? std::string(withoutBlanks(row.fields[position])) : std::string();
+}
+
+std::optional<Positions> columnsNamedIn(const CsvRow& row) {
+  Positions positions;
+  positions.fill(kNowhere);
+  for (std::size_t i = 0; i < row.fields.size(); ++i) {
+    const std::string key = columnKey(row.fields[i]);
+    const auto known =
+        std::find_if(kColumnNames.begin(), kColumnNames.end(), [&](const ColumnName& each) { return each.key == key; });
+    if (known != kColumnNames.end() && positions[known->column] == kNowhere) positions[known->column] = i;
+  }
+  if (positions[kObjectType] == kNowhere || positions[kInstance] == kNowhere) return std::nullopt;
+  return positions;
+}
+
+bool isComment(const CsvRow& row) {
+  return field(row, 0).substr(0, 1) == "#";
+}
+
+// PROJECT_NAME, VERSION_OF_LAYOUT and the like, before the objects.
+bool isHeadLine(const CsvRow& row) {
+  static const std::array<const char*, 5> kKeys = {"projectname", "versionofreferencefile", "timestampoflastchange",
+                                                   "authoroflastchange", "versionoflayout"};
+  const std::string key = columnKey(field(row, 0));
+  return std::find(kKeys.begin(), kKeys.end(), key) != kKeys.end();
+}
+
+std::optional<std::int32_t> numberIn(const std::string& text) {
+  std::int32_t number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, failure] = std::from_chars(text.data(), end, number);
+  if (failure != std::errc() || stop != end) return std::nullopt;
+  return number;
+}
+
+bool isYes(const std::string& text) {
+  const std::string key = columnKey(text);
+  return key == "y" || key == "yes" || key == "true" || key == "1" || key == "x" || key == "j";
+}
+
+// The reason why `text` is not a number up to `most`; empty when it is.
+std::string objection(const char* what, const std::string& text, std::int32_t most) {
+  if (text.empty()) return std::string("no ") + what;
+  const auto number = numberIn(text);
+  if (!number) return std::string(what) + " '" + text + "' is no number";
+  if (*number < 0 || *number > most) return std::string(what) + " " + text + " is out of range";
+  return {};
+}
+
+// Takes the objects of a list row by row.
+class CEdeReader {
+ public:
+  void add(const CsvRow& row) {
+    if (row.isBlank()) return;
+    if (isHeadLine(row)) {
+      if (columnKey(field(row, 0)) == "projectname") list_.projectName = field(row, 1);
+    } else if (const auto named = columnsNamedIn(row)) {
+      positions_ = *named;
+    } else if (!isComment(row)) {
+      addObject(row);
+    }
+  }
+
+  EdeList take() { return std::move(list_); }
+
+ private:
+  std::string text(const CsvRow& row, Column column) const { return field(row, positions_[column]); }
+
+  std::string reasonAgainst(const CsvRow& row) const {
+    std::string reason = objection("object-type", text(row, kObjectType), kLastObjectType);
+    if (reason.empty()) reason = objection("object-instance", text(row, kInstance), kLastInstance);
+    const std::string device = text(row, kDevice);
+    if (reason.empty() && !device.empty()) reason = objection("device obj.-instance", device, kLastInstance);
+    return reason;
+  }
+
+  void addObject(const CsvRow& row) {
+    EdeObject object;
+    object.line = row.line;
+    object.keyname = text(row, kKeyname);
+    object.objectName = text(row, kObjectName);
+    object.description = text(row, kDescription);
+    const std::string reason = reasonAgainst(row);
+    if (!reason.empty()) {
+      leaveOut(object, reason);
+      return;
+    }
+    object.device = numberIn(text(row, kDevice));
+    object.objectType = *numberIn(text(row, kObjectType));
+    object.instance = *numberIn(text(row, kInstance));
+    object.isCommandable = isYes(text(row, kSettable));
+    object.stateTexts = numberIn(text(row, kStateTexts));
+    object.unit = numberIn(text(row, kUnit));
+    const auto [first, isNew] =
+        lines_.emplace(std::make_tuple(object.device, object.objectType, object.instance), row.line);
+    if (isNew)
+      list_.objects.push_back(std::move(object));
+    else
+      leaveOut(object, "the object of line " + std::to_string(first->second) + " once more");
+  }
+
+  void leaveOut(const EdeObject& object, const std::string& reason) {
+    list_.leftOut.push_back({object.line, object.keyname.empty() ? object.objectName : object.keyname, reason});
+  }
+
+  Positions positions_ = usualPositions();
+  EdeList list_;
+  std::map<std::tuple<std::optional<std::int32_t>, std::int32_t, std::int32_t>, std::size_t> lines_;
+};
+
+std::string lowerCase(std::string text) {
+  for (char& each : text) each = each >= 'A' && each <= 'Z' ? static_cast<char>(each - 'A' + 'a') : each;
+  return text;
+}
+
+}  // namespace
+
+EdeList readEdeList(std::string_view bytes) {
+  const std::string text = decoded(bytes);
+  CEdeReader reader;
+  for (const CsvRow& row : readCsv(text, separatorOf(text))) reader.add(row);
+  return reader.take();
+}
+
+EdeTexts readEdeTexts(std::string_view bytes) {
+  const std::string text = decoded(bytes);
+  EdeTexts texts;
+  for (const CsvRow& row : readCsv(text, separatorOf(text))) {
+    const auto number = numberIn(field(row, 0));
+    if (!number) continue;  // title, column names
+    std::vector<std::string> values;
+    for (std::size_t i = 1; i < row.fields.size(); ++i) values.push_back(field(row, i));
+    while (!values.empty() && values.back().empty()) values.pop_back();
+    texts.emplace(*number, std::move(values));
+  }
+  return texts;
+}
+
+std::string edeCompanion(const std::string& listPath, const std::string& ending) {
+  constexpr std::string_view kListEnding = "_ede.csv";
+  const fs::path path(listPath);
+  const std::string list = lowerCase(path.filename().string());
+  if (list.size() < kListEnding.size() || list.substr(list.size() - kListEnding.size()) != kListEnding) return {};
+  const std::string wanted = list.substr(0, list.size() - kListEnding.size()) + "_" + lowerCase(ending) + ".csv";
+  std::error_code unreadable;
+  for (const fs::directory_entry& entry :
+       fs::directory_iterator(path.has_parent_path() ? path.parent_path() : fs::path("."), unreadable)) {
+    if (lowerCase(entry.path().filename().string()) == wanted) return entry.path().string();
+  }
+  return {};
+}
+
+}  // namespace plant
