@@ -1,12 +1,9 @@
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <string>
 
 #include "driver/bacnet_link.h"
-#include "fuzz/check.h"
+#include "fuzz/memory_file.h"
 
 namespace {
 
@@ -15,12 +12,10 @@ constexpr std::int32_t kLink = 1;
 
 }  // namespace
 
-// A project file in memory, read by its path like any other. Nobody serves the link, so that the hand-off fails at
-// once.
+// Nobody serves the link, so that the hand-off fails at once.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const int file = memfd_create("project", MFD_CLOEXEC);
-  static const std::string path = "/proc/self/fd/" + std::to_string(file);
-  FUZZ_CHECK(ftruncate(file, 0) == 0 && pwrite(file, data, size, 0) == static_cast<ssize_t>(size));
+  static const CMemoryFile file;
+  const std::string path = file.hold({reinterpret_cast<const char*>(data), size});
 
   driver::CBACnetLink link;
   link.client.setSocketPath("/proc/no such socket");

@@ -63,6 +63,17 @@ Seeds projectSeeds() {
   return seeds;
 }
 
+Seeds edeSeeds() {
+  const std::string list =
+      "PROJECT_NAME;P\n# keyname;device obj.-instance;object-name;object-type;object-instance;settable;"
+      "state-text-reference\nA;7;\"N;\"\"1\"\"\";0;1;Y;2\nA;7;N;13;4194302;N;\nB;;;200;1\n";
+  std::string wide = "\xFF\xFE";
+  for (const char each : list) wide += {each, '\0'};
+  return {list, wide, "7;Off;On\n",
+          "record,link,regId,name,objectType,instance,propId,dataType,bitNum,priorityReset,ip,network\n"
+          "link,1,,,,,,,,,10.0.0.1,65536\npoint,1,,\"A[3]\",0,1,85,REAL,0,true\npoint,2,5,B,0,1,87,STRING,1,0\n"};
+}
+
 Seeds replySeeds() {
   Seeds seeds;
   for (const char points : {'\0', '\2', '\x0f'}) {
@@ -125,6 +136,8 @@ int main(int argc, char** argv) {
     write(directory / "lz4", lz4Seeds());
     write(directory / "cmdline", {"a \"b c\" d", "\"\" \"x", "a\"b c\"", "\"a\nb\" c", "\t\v\f\r\n", "\"a\"\"b\""});
     write(directory / "project", projectSeeds());
+    write(directory / "check", projectSeeds());
+    write(directory / "ede", edeSeeds());
     write(directory / "reply", replySeeds());
     write(directory / "request", requestSeeds());
     write(directory / "rules", ruleSeeds());

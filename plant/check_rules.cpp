@@ -28,6 +28,13 @@ std::string folded(std::string_view name) {
   return text;
 }
 
+// Texts of the file may hold line ends.
+std::string inOneLine(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](char each) { return each == '\r' || each == '\n'; }, ' ');
+  return text;
+}
+
 std::string quoted(const std::string& text) {
   return "'" + text + "'";
 }
@@ -48,7 +55,7 @@ void CProblems::warning(const pugi::xml_node& at, const std::string& text, const
 }
 
 void CProblems::add(Severity severity, const pugi::xml_node& at, const std::string& text, const std::string& remedy) {
-  problems_.push_back({lineOf(at), severity, link_, where_, text, remedy});
+  problems_.push_back({lineOf(at), severity, link_, inOneLine(where_), inOneLine(text), remedy});
 }
 
 std::optional<std::int64_t> wholeNumber(std::string_view text) {

@@ -160,6 +160,7 @@ class CEdeReader {
       return;
     }
     object.device = numberIn(text(row, kDevice));
+    if (object.device == 0) object.device.reset();  // DeviceId 0 tells no device
     object.objectType = *numberIn(text(row, kObjectType));
     object.instance = *numberIn(text(row, kInstance));
     object.isCommandable = isYes(text(row, kSettable));

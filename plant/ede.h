@@ -13,7 +13,7 @@ namespace plant {
 /// One object of an EDE list, its fields checked.
 struct EdeObject {
   std::size_t line = 0;
-  std::optional<std::int32_t> device;  ///< instance number of its device
+  std::optional<std::int32_t> device;  ///< instance number of its device; none for 0, too
   std::int32_t objectType = 0;
   std::int32_t instance = 0;
   std::string keyname;

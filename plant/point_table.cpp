@@ -46,7 +46,7 @@ void take(const std::string& text, bool& value) {
   if (!value && !key.empty() && key != "false" && key != "0") throw BadCell("'" + text + "' is not true or false");
 }
 void take(const std::string& text, std::string& value) {
-  value = text;
+  if (!withoutBlanks(text).empty()) value = text;
 }
 
 struct TableColumn {
@@ -135,6 +135,7 @@ TableRow rowOf(const CsvRow& source, const Positions& positions) {
     }
   }
   setDataType(row.point, row.point.dataTypeWord);
+  row.link.network = static_cast<std::uint16_t>(row.link.network);  // as the project file's reader keeps it
   return row;
 }
 

@@ -23,11 +23,8 @@ struct ExportOptions {
 constexpr const char* kStandardOutput = "-";
 
 ExitStatus exportTable(const Options& options, COutput& output, const ExportOptions& own) {
-  std::vector<plant::Link> links;
+  const std::vector<plant::Link> links = readLinks(options);
   std::string error;
-  if (plant::readLinks(projectFile(options), links, error) != 0)
-    throw CFailure(ExitStatus::kProject, error, "name the project's directory with --project, or mend the file");
-
   const std::string table = plant::toTable(links);
   if (own.file == kStandardOutput) {
     output.write(table);
