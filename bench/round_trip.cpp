@@ -86,7 +86,7 @@ void compareRoundTrips(bench::CReport& report) {
 }
 
 // Microseconds per point, over as many loads as make a slice long enough to be measured.
-bench::Slice loadsOf(int points, std::function<double()> load) {
+bench::Slice loadsOf(int points, const std::function<double()>& load) {
   const int loads = std::max(1, kPointsPerSlice / points);
   return [=] {
     double seconds = 0;

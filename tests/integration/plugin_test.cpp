@@ -93,7 +93,7 @@ TEST(Plugin, AnswersThroughTheRealVirtualTable) {
   const LoadedDriver loaded;
   CDriver* object = &*loaded;
   void** table = nullptr;
-  std::memcpy(&table, object, sizeof(table));
+  std::memcpy(&table, static_cast<const void*>(object), sizeof(table));
 
   const std::array<std::pair<std::size_t, std::int32_t>, 5> fixed = {{{3, 0}, {5, -1}, {6, -1}, {17, -1}, {18, -1}}};
   for (const auto& [slot, answer] : fixed) {
