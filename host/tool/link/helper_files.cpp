@@ -61,7 +61,7 @@ std::string unfitness(const std::string& helper) {
 }  // namespace
 
 std::string findHelper(const std::string& projectDirectory) {
-  const std::string helper = locateHelper(projectDirectory);
+  std::string helper = locateHelper(projectDirectory);
   if (helper.empty())
     throw CFailure(ExitStatus::kUnreachable,
                    fmt::format("no {} in {} nor below its {}", kHelperName, projectDirectory, kFallbackFolder),

@@ -44,7 +44,7 @@ std::vector<std::string> argumentsOf(pid_t process) {
 fs::path helperPath(pid_t process, std::int32_t link) {
   const std::vector<std::string> arguments = argumentsOf(process);
   for (std::size_t i = 0; i + 1 < arguments.size(); ++i) {
-    const fs::path program = arguments[i];
+    fs::path program = arguments[i];
     if (program.filename().string().rfind(kHelperName, 0) == 0 && arguments[i + 1] == std::to_string(link))
       return program;
   }

@@ -39,6 +39,7 @@ std::vector<plant::Point> pointsThat(const plant::Link& link, Condition conditio
 void requireOne(const std::vector<plant::Point>& named, const std::string& text) {
   if (named.size() == 1) return;
   std::vector<std::int32_t> regIds;
+  regIds.reserve(named.size());
   for (const plant::Point& point : named) regIds.push_back(point.regId);
   throw CFailure(ExitStatus::kUsage, fmt::format("{} points are named '{}'", named.size(), text),
                  fmt::format("name one by its RegId: {}", fmt::join(regIds, ", ")));
