@@ -8,6 +8,7 @@
 #include "bacnet/client/batch_limit.h"
 #include "bacnet/client/device_text.h"
 #include "bacnet/client/present_value.h"
+#include "bacnet/number/failures.h"
 
 namespace bacnet {
 
@@ -116,7 +117,8 @@ void CSubscriptions::refuse(Points::value_type& entry, const Answer& answer) {
   point.until = {};
   point.current.reset();
   constexpr auto kService = ConfirmedService::kSubscribeCov;
-  const std::string reason = failureText(failureOf(kService, answer));
+  const Failure failure = failureOf(kService, answer);
+  const std::string reason = failureText(failure);
   if (remedyFor(kService, answer) == BatchRemedy::kNever) {
     postponeDue();
     if (!std::exchange(isRefusedAtAll_, true)) state_.tell(deviceText(state_) + " takes no subscriptions: " + reason);
@@ -124,6 +126,12 @@ void CSubscriptions::refuse(Points::value_type& entry, const Answer& answer) {
   }
   setDue(entry, timers_.now() + kRefusedFor);
   if (std::exchange(point.isRefused, true)) return;
+  if (failure.kind == Failure::Kind::kError && failure.error.errorClass == error_class::kResources) {
+    // Said once, for it concerns every object that comes after the last one with room.
+    if (!std::exchange(isFull_, true))
+      state_.tell(deviceText(state_) + " has no room for all subscriptions: " + reason);
+    return;
+  }
   state_.tell(deviceText(state_) + " refuses the subscription of object " + objectText(object) + ": " + reason);
 }
 

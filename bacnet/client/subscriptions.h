@@ -87,6 +87,7 @@ class CSubscriptions {
   std::shared_ptr<CSubscribing> subscribing_;  // one request at a time
   bool isUnderWay_ = false;
   bool isRefusedAtAll_ = false;
+  bool isFull_ = false;         // the device has told that it has no room for more
   std::size_t subscribed_ = 0;  // times that something was, to spread the renewals
   ObjectId compared_;           // whose turn it was last
   std::set<ObjectId> differing_;

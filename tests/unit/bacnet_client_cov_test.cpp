@@ -150,7 +150,7 @@ TEST_F(Cov, ARefusedSubscriptionIsPolledAndAskedForAgain) {
       {[](const auto& r) {
          return ErrorPdu{r.invokeId, r.service, full};
        },
-       3, 9},
+       1, 9},
       {[](const auto& r) {
          return ErrorPdu{r.invokeId, r.service, none};
        },
