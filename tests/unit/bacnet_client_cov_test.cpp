@@ -4,9 +4,6 @@ namespace test {
 namespace {
 
 using namespace bacnet;
-using ::testing::Each;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 

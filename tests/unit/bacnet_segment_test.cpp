@@ -10,7 +10,6 @@ namespace {
 
 using bacnet::CAssembly;
 using bacnet::CSegmenter;
-using bacnet::Segment;
 using bacnet::SegmentAck;
 
 std::string numbered(std::size_t octets) {

@@ -181,7 +181,7 @@ TEST_F(Frame, FindSkipsWhatStandsBeforeTheFrame) {
 }
 
 TEST_F(Frame, LargeBodiesGoOutCompressed) {
-  for (const std::size_t bodyLength : {1023, 1024, 200000}) {
+  for (const std::size_t bodyLength : {1023U, 1024U, 200000U}) {
     const Strings elements = {randomText(bodyLength - (bodyLength > 10000 ? 15 : 13), 4)};
     const std::string body = encodeBody(elements);
     ASSERT_EQ(body.size(), bodyLength);
