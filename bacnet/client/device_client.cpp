@@ -334,6 +334,10 @@ void CDeviceClient::write(std::vector<WriteItem> items, io::TimePoint deadline,
   impl_->writer.write(std::move(items), deadline, std::move(done));
 }
 
+std::size_t CDeviceClient::countInOneRead(const std::vector<ReadItem>& items) const {
+  return impl_->reader.countInOne(items);
+}
+
 void CDeviceClient::subscribe(ObjectId object, bool confirmed) {
   impl_->prepare();
   impl_->subscriptions.add(object, confirmed);

@@ -104,6 +104,9 @@ class CDeviceClient {
   void read(std::vector<ReadItem> items, io::TimePoint deadline, std::function<void(std::vector<ReadOutcome>)> done);
   void write(std::vector<WriteItem> items, io::TimePoint deadline, std::function<void(std::vector<WriteOutcome>)> done);
 
+  /// How many of `items`, from the first on, the device most likely takes in one request just now.
+  std::size_t countInOneRead(const std::vector<ReadItem>& items) const;
+
   /// Subscribes to the changes of `object`'s present value, keeps that alive for the client's life, and answers reads
   /// of it without asking the device while the subscription is known to work.
   void subscribe(ObjectId object, bool confirmed);

@@ -14,6 +14,23 @@ namespace {
 constexpr std::size_t kRequestHeader = 4;  // octets of the PDU before the service's own
 constexpr std::size_t kAnswerHeader = 3;
 
+// The octets of a request and of its answer, as items are added.
+class CBatchSize {
+ public:
+  explicit CBatchSize(std::size_t room) : room_(room) {}
+
+  void add(const ReadItem& item) {
+    requested_ += requestOctets(item);
+    answered_ += answerOctets(item);
+  }
+  bool fits() const { return std::max(requested_, answered_) <= room_; }
+
+ private:
+  std::size_t room_;
+  std::size_t requested_ = kRequestHeader;
+  std::size_t answered_ = kAnswerHeader;
+};
+
 }  // namespace
 
 class CPropertyReader::CReadCall : public CCall<ReadItem, ReadOutcome>, public std::enable_shared_from_this<CReadCall> {
@@ -47,10 +64,8 @@ class CPropertyReader::CReadCall : public CCall<ReadItem, ReadOutcome>, public s
 };
 
 Batch CPropertyReader::CReadCall::nextBatch() {
-  const std::size_t room = reader_.state_.largestApdu();
   const std::size_t most = std::min(most_, reader_.limit_.most());
-  std::size_t requested = kRequestHeader;
-  std::size_t answered = kAnswerHeader;
+  CBatchSize size(reader_.state_.largestApdu());
   Batch batch;
   while (!waiting_.empty() && batch.size() < most) {
     const std::size_t i = waiting_.back();
@@ -60,9 +75,8 @@ Batch CPropertyReader::CReadCall::nextBatch() {
       settle(i, std::move(*late));
       continue;
     }
-    requested += requestOctets(item(i));
-    answered += answerOctets(item(i));
-    if (!batch.empty() && std::max(requested, answered) > room) break;
+    size.add(item(i));
+    if (!batch.empty() && !size.fits()) break;
     waiting_.pop_back();
     batch.push_back(i);
   }
@@ -190,6 +204,16 @@ void CPropertyReader::read(std::vector<ReadItem> items, io::TimePoint deadline, 
     return late_.take(address, timers_.now());
   });
   start(call, deadline);
+}
+
+std::size_t CPropertyReader::countInOne(const std::vector<ReadItem>& items) const {
+  CBatchSize size(state_.largestApdu());
+  const std::size_t most = std::min(items.size(), limit_.most());
+  for (std::size_t count = 0; count < most; ++count) {
+    size.add(items[count]);
+    if (!size.fits()) return count;
+  }
+  return most;
 }
 
 void CPropertyReader::readAnew(std::vector<ReadItem> items, io::TimePoint deadline, Done done) {

@@ -31,6 +31,9 @@ class CPropertyReader {
   /// Without what is known already.
   void readAnew(std::vector<ReadItem> items, io::TimePoint deadline, Done done);
 
+  /// As CDeviceClient::countInOneRead.
+  std::size_t countInOne(const std::vector<ReadItem>& items) const;
+
   CBatchLimit& limit() { return limit_; }
   CLateOutcomes& late() { return late_; }
 

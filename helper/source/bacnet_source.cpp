@@ -35,7 +35,7 @@ Outcome CBacnetSource::load(const std::shared_ptr<const plant::Link>& link, cons
   std::string error;
   if (!readHelperOptions(directory, options, error)) return {ResultCode::kProjectRefused, error};
 
-  auto project = std::make_shared<CBoundProject>(link, options.priority);
+  auto project = std::make_shared<CBoundProject>(link, options);
   for (const std::string& name : project->releases()) log_("a write to " + name + " releases its priority");
   const std::set<bacnet::ObjectId> objects = project->valueObjects();
   const bool staysConnected = connection_ && isSameRoad(project_->link(), *link) && options == options_ &&

@@ -38,10 +38,14 @@ class CBacnetSource : public CPointSource {
 
  private:
   struct Connection;  // the sockets and the client on them
+  struct Call;        // a read under way
   struct Writing;     // a write under way
 
   Outcome open();
   void subscribe();
+  void addExpected(Call& call, std::vector<bacnet::ReadItem>& items);
+  void take(Call& call, std::size_t at, const bacnet::ReadOutcome& outcome);
+  void finish(Call& call);
   void readCurrent(std::shared_ptr<Writing> writing);
   void sendWrites(std::shared_ptr<Writing> writing);
   void note(const char* access, const plant::Point& point, ResultCode& last, ResultCode code, const std::string& words);

@@ -1,6 +1,7 @@
 // Reading and writing points.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 #include <variant>
 
@@ -58,63 +59,116 @@ std::string wordsOf(ResultCode code) {
 
 }  // namespace
 
-void CBacnetSource::read(std::vector<PointRead> points, io::TimePoint deadline, Done<std::vector<Reading>> done) {
-  struct Asked {
-    std::size_t point;
-    bool isStatus;  // of the item before
+// A read under way, and what each of its items is for.
+struct CBacnetSource::Call {
+  struct Item {
+    enum Purpose { kAsked, kStatus, kAhead } purpose;
+    std::size_t at;  // in `points`; of what is read in advance, in the project
   };
-  std::vector<Reading> readings(points.size());
+
+  std::shared_ptr<CBoundProject> project;
+  std::vector<PointRead> points;
+  Done<std::vector<Reading>> done;
+  std::vector<Reading> readings;
+  std::vector<std::string> words;  // for the log, of those that failed
+  std::vector<Item> items;
+  unsigned season = 0;  // of the read-ahead
+};
+
+void CBacnetSource::read(std::vector<PointRead> points, io::TimePoint deadline, Done<std::vector<Reading>> done) {
+  const auto call = std::make_shared<Call>();
+  call->project = project_;
+  call->readings.resize(points.size());
+  call->words.resize(points.size());
+  call->points = std::move(points);
+  call->done = std::move(done);
   if (!connection_) {  // a project loaded since then could not be connected
-    for (Reading& each : readings) each.code = ResultCode::kNotConnected;
-    done(std::move(readings));
-    return;
-  }
-  std::vector<Asked> asked;
-  std::vector<bacnet::ReadItem> items;
-  asked.reserve(points.size());
-  items.reserve(points.size());
-  for (std::size_t i = 0; i < points.size(); ++i) {
-    const PointPlan& plan = project_->of(*points[i].point).plan;
-    readings[i].code = plan.refused;
-    if (plan.refused != ResultCode::kDone) continue;
-    items.push_back({plan.read, expectedOctets(*points[i].point, points[i].size)});
-    asked.push_back({i, false});
-    if (!options_.isFaultRefused || !plan.isPresentValue) continue;
-    items.push_back({{plan.read.object, {bacnet::property::kStatusFlags, std::nullopt}}, kStatusOctets});
-    asked.push_back({i, true});
-  }
-  if (items.empty()) {
-    done(std::move(readings));
+    for (Reading& each : call->readings) each.code = ResultCode::kNotConnected;
+    call->done(std::move(call->readings));
     return;
   }
 
-  connection_->client.read(
-      std::move(items), deadline,
-      [this, project = project_, points = std::move(points), readings = std::move(readings), asked = std::move(asked),
-       done = std::move(done)](const std::vector<bacnet::ReadOutcome>& outcomes) mutable {
-        std::vector<std::string> words(points.size());
-        for (std::size_t i = 0; i < asked.size(); ++i) {
-          const PointRead& point = points[asked[i].point];
-          Reading& reading = readings[asked[i].point];
-          if (asked[i].isStatus) {
-            if (reading.code == ResultCode::kDone && isFaulty(outcomes[i])) reading = {ResultCode::kFaultFlag, {}};
-            continue;
-          }
-          if (const auto* const failure = std::get_if<bacnet::Failure>(&outcomes[i])) {
-            reading.code = codeOf(*failure);
-            words[asked[i].point] = helper::wordsOf(*failure);
-            continue;
-          }
-          const auto& values = std::get<bacnet::Values>(outcomes[i]);
-          if (const auto tag = bacnet::typeOf(values)) project->of(*point.point).lastRead = tag;
-          reading.code = fromDevice(values, *point.point, point.size, reading.value);
-        }
-        for (std::size_t i = 0; i < points.size(); ++i) {
-          const plant::Point& point = *points[i].point;
-          note("read", point, project->of(point).readCode, readings[i].code, words[i]);
-        }
-        done(std::move(readings));
-      });
+  CReadAhead& readAhead = project_->readAhead();
+  std::vector<bacnet::ReadItem> items;
+  std::vector<std::size_t> numbers;
+  items.reserve(call->points.size());
+  for (std::size_t i = 0; i < call->points.size(); ++i) {
+    const auto& [point, size] = call->points[i];
+    const PointPlan& plan = project_->of(*point).plan;
+    call->readings[i].code = plan.refused;
+    if (plan.refused != ResultCode::kDone) continue;
+    numbers.push_back(project_->numberOf(*point));
+    if (auto held = readAhead.take(numbers.back(), timers_.now())) {
+      take(*call, i, std::move(*held));
+      continue;
+    }
+    items.push_back({plan.read, expectedOctets(*point, size)});
+    call->items.push_back({Call::Item::kAsked, i});
+    if (!options_.isFaultRefused || !plan.isPresentValue) continue;
+    items.push_back({{plan.read.object, {bacnet::property::kStatusFlags, std::nullopt}}, kStatusOctets});
+    call->items.push_back({Call::Item::kStatus, i});
+  }
+  readAhead.learn(numbers);
+  if (items.empty()) return finish(*call);
+
+  addExpected(*call, items);
+  connection_->client.read(std::move(items), deadline, [this, call](std::vector<bacnet::ReadOutcome> outcomes) {
+    for (std::size_t i = 0; i < outcomes.size(); ++i) {
+      const auto [purpose, at] = call->items[i];
+      if (purpose == Call::Item::kAsked) {
+        take(*call, at, outcomes[i]);
+      } else if (purpose == Call::Item::kStatus) {
+        Reading& reading = call->readings[at];
+        if (reading.code == ResultCode::kDone && isFaulty(outcomes[i])) reading = {ResultCode::kFaultFlag, {}};
+      } else if (auto* const values = std::get_if<bacnet::Values>(&outcomes[i])) {
+        call->project->readAhead().hold(at, std::move(*values), timers_.now(), call->season);
+      }
+    }
+    finish(*call);
+  });
+}
+
+// Fills the request up with the points that will be asked for next, as far as the device takes it in one.
+void CBacnetSource::addExpected(Call& call, std::vector<bacnet::ReadItem>& items) {
+  constexpr std::size_t kMostInOneRequest = 200;  // no APDU has room for more
+  constexpr std::int32_t kUsualRegister = 32;     // bytes of a STRING, as long as nobody asks for it
+  CReadAhead& readAhead = project_->readAhead();
+  call.season = readAhead.season();
+  const std::size_t asked = items.size();
+  const std::size_t last = project_->numberOf(*call.points.back().point);
+  for (const std::size_t number : readAhead.expected(last, kMostInOneRequest, timers_.now())) {
+    const plant::Point& point = project_->link().points[number];
+    const BoundPoint& bound = project_->of(point);
+    const bool isSubscribed = bound.plan.isPresentValue && subscribed_.count(bound.plan.read.object) != 0;
+    if (isSubscribed || bound.plan.refused != ResultCode::kDone || bound.readCode != ResultCode::kDone) continue;
+    items.push_back({bound.plan.read, expectedOctets(point, kUsualRegister)});
+    call.items.push_back({Call::Item::kAhead, number});
+  }
+  const std::size_t count = std::max(asked, connection_->client.countInOneRead(items));
+  items.resize(count);
+  call.items.resize(count);
+}
+
+// The outcome of one of the points that were asked for.
+void CBacnetSource::take(Call& call, std::size_t at, const bacnet::ReadOutcome& outcome) {
+  const auto& [point, size] = call.points[at];
+  Reading& reading = call.readings[at];
+  if (const auto* const failure = std::get_if<bacnet::Failure>(&outcome)) {
+    reading.code = codeOf(*failure);
+    call.words[at] = helper::wordsOf(*failure);
+    return;
+  }
+  const auto& values = std::get<bacnet::Values>(outcome);
+  if (const auto type = bacnet::typeOf(values)) call.project->of(*point).lastRead = type;
+  reading.code = fromDevice(values, *point, size, reading.value);
+}
+
+void CBacnetSource::finish(Call& call) {
+  for (std::size_t i = 0; i < call.points.size(); ++i) {
+    const plant::Point& point = *call.points[i].point;
+    note("read", point, call.project->of(point).readCode, call.readings[i].code, call.words[i]);
+  }
+  call.done(std::move(call.readings));
 }
 
 // A write under way: what is decided already, and what the device has where it has to be known.
@@ -135,6 +189,7 @@ void CBacnetSource::write(std::vector<PointWrite> points, io::TimePoint deadline
     done(std::vector<Outcome>(points.size(), Outcome{ResultCode::kNotConnected, {}}));
     return;
   }
+  project_->readAhead().dropAll();
   auto writing = std::make_shared<Writing>();
   writing->project = project_;
   writing->outcomes.resize(points.size());

@@ -17,10 +17,12 @@ std::string nameOrNumber(const bacnet::CNameTable& names, std::int32_t number) {
 
 }  // namespace
 
-CBoundProject::CBoundProject(std::shared_ptr<const plant::Link> link, std::uint8_t defaultPriority)
-    : link_(std::move(link)) {
+// A value whose fault flag has to be looked at, too, is not read in advance.
+CBoundProject::CBoundProject(std::shared_ptr<const plant::Link> link, const HelperOptions& options)
+    : link_(std::move(link)),
+      readAhead_(link_->points.size(), options.isFaultRefused ? io::Duration::zero() : options.readAhead) {
   points_.reserve(link_->points.size());
-  for (const plant::Point& point : link_->points) points_.push_back({planPoint(point, defaultPriority), {}, {}, {}});
+  for (const plant::Point& point : link_->points) points_.push_back({planPoint(point, options.priority), {}, {}, {}});
 }
 
 std::set<bacnet::ObjectId> CBoundProject::valueObjects() const {

@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "bacnet/codec/tag.h"
+#include "helper/source/helper_options.h"
 #include "helper/source/point_plan.h"
+#include "helper/source/read_ahead.h"
 #include "plant/project.h"
 
 namespace helper {
@@ -24,11 +26,15 @@ struct BoundPoint {
 /// A link with its points bound. Accesses under way hold on to it while another one is loaded.
 class CBoundProject {
  public:
-  CBoundProject(std::shared_ptr<const plant::Link> link, std::uint8_t defaultPriority);
+  CBoundProject(std::shared_ptr<const plant::Link> link, const HelperOptions& options);
 
   const plant::Link& link() const { return *link_; }
   /// `point` is one of the link's own.
-  BoundPoint& of(const plant::Point& point) { return points_[static_cast<std::size_t>(&point - link_->points.data())]; }
+  BoundPoint& of(const plant::Point& point) { return points_[numberOf(point)]; }
+  std::size_t numberOf(const plant::Point& point) const {
+    return static_cast<std::size_t>(&point - link_->points.data());
+  }
+  CReadAhead& readAhead() { return readAhead_; }
   /// The objects whose present value some point reads.
   std::set<bacnet::ObjectId> valueObjects() const;
   /// RegId and name of the points whose writes release a priority.
@@ -37,6 +43,7 @@ class CBoundProject {
  private:
   std::shared_ptr<const plant::Link> link_;
   std::vector<BoundPoint> points_;
+  CReadAhead readAhead_;
 };
 
 /// `RegId 4 (SupplyAir.Temp, analog-input 3 present-value)`

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <chrono>
 #include <map>
 #include <string>
@@ -248,6 +249,49 @@ TEST_F(BacnetSource, AFaultFlagIsACodeWhereAsked) {
       ->set(property::kStatusFlags, {bacnet::BitString{{false, true, false, false}}});
   device.find({object::kAnalogOutput, 1})->set(property::kReliability, {bacnet::Enumerated{7}});
   EXPECT_EQ(readNow({0}), "#25 ");
+}
+
+TEST_F(BacnetSource, ReadsAheadWhatIsAskedForInTurn) {
+  constexpr std::size_t kPoints = 100;
+  constexpr std::size_t kBatch = 11;
+  link->enableReadPropm = true;
+  link->points.clear();
+  for (std::uint32_t i = 0; i < kPoints; ++i) {
+    const ObjectId id{object::kAnalogValue, i};
+    device.add(bacnet::server::makeStandardObject(id, "Value " + std::to_string(i)))
+        ->set(property::kPresentValue, {static_cast<float>(i)});
+    link->points.push_back(point(static_cast<std::int32_t>(i), id, DataType::kReal));
+  }
+  ASSERT_EQ(connect(), ResultCode::kDone);
+  readNow({0});
+
+  const auto scan = [&] {
+    network.forget();
+    std::string expected;
+    std::string values;
+    for (std::size_t first = 0; first < kPoints; first += kBatch) {
+      std::vector<std::size_t> batch;
+      for (std::size_t i = first; i < std::min(kPoints, first + kBatch); ++i) {
+        batch.push_back(i);
+        expected += std::to_string(i) + " ";
+      }
+      values += readNow(batch);
+    }
+    EXPECT_EQ(values, expected);
+    return network.sent().size() / 2;  // each request has its answer
+  };
+  EXPECT_EQ(scan(), 10U);
+  EXPECT_EQ(scan(), 10U) << "an order is known when it has been seen twice";
+  EXPECT_EQ(scan(), 2U);
+  clock.advance(1100ms);
+  EXPECT_EQ(scan(), 2U) << "what is older than a second is read anew";
+
+  readNow({0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10});
+  device.find({object::kAnalogValue, 20})->set(property::kPresentValue, {77.0F});
+  EXPECT_EQ(writeNow(50, 1.0F), 0);
+  EXPECT_EQ(readNow({20}), "77 ") << "nothing that was read before a write counts";
+  device.find({object::kAnalogValue, 20})->set(property::kPresentValue, {78.0F});
+  EXPECT_EQ(readNow({20}), "78 ") << "a value is handed out once";
 }
 
 }  // namespace
