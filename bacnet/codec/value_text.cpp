@@ -1,5 +1,6 @@
 #include "bacnet/codec/value_text.h"
 
+#include <array>
 #include <charconv>
 #include <cstdint>
 #include <limits>
@@ -75,12 +76,23 @@ std::optional<std::uint8_t> yearField(std::string_view text) {
   return static_cast<std::uint8_t>(*year - kFirstYear);
 }
 
+// Of one day the weekday follows, and a device may refuse a date value that leaves it open. `kAny` where it is not one.
+std::uint8_t weekdayOf(std::uint8_t yearField, std::uint8_t month, std::uint8_t day) {
+  if (yearField == kAny || month < 1 || month > 12 || day < 1 || day > 31) return kAny;
+  // January and February count with the year before.
+  constexpr std::array<unsigned, 12> kMonthShift = {0, 3, 2, 5, 0, 3, 5, 1, 4, 6, 2, 4};
+  const unsigned year = kFirstYear + yearField - (month < 3 ? 1U : 0U);
+  const unsigned sinceSunday = (year + year / 4 - year / 100 + year / 400 + kMonthShift[month - 1] + day) % 7;
+  return static_cast<std::uint8_t>(sinceSunday == 0 ? 7 : sinceSunday);
+}
+
 std::optional<Value> date(std::string_view text) {
   const auto year = yearField(cutBefore(text, '-'));
   const auto month = field(cutBefore(text, '-'));
   const auto day = field(cutBefore(text, ' '));
-  const auto weekday = text.empty() ? std::optional<std::uint8_t>(kAny) : field(text);
-  if (!year || !month || !day || !weekday) return std::nullopt;
+  if (!year || !month || !day) return std::nullopt;
+  const auto weekday = text.empty() ? weekdayOf(*year, *month, *day) : field(text);
+  if (!weekday) return std::nullopt;
   return Value(Date{*year, *month, *day, *weekday});
 }
 

@@ -13,7 +13,8 @@ namespace bacnet {
 std::optional<ApplicationType> typeOf(const Values& values);
 
 /// Reads a value of `type` in the forms that bacnet/codec/describe.h shows; fractions of a time may be left out, and a
-/// weekday may stand behind any date. Nothing where the text is none of that type.
+/// weekday may stand behind any date; left out, it is that of the day where there is one day only. Nothing where the
+/// text is none of that type.
 std::optional<Value> valueOf(std::string_view text, ApplicationType type);
 
 }  // namespace bacnet

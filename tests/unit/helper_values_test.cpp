@@ -2,8 +2,10 @@
 
 #include <cmath>
 #include <limits>
+#include <map>
 #include <ostream>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "bacnet/codec/describe.h"
@@ -152,6 +154,14 @@ TEST(ValuesForADevice, AreOfTheTypeThatItTakes) {
     if (row.written == nullptr) continue;
     EXPECT_EQ(bacnet::describe(out), row.written);
     EXPECT_EQ(bacnet::typeOf({out}), row.type);
+  }
+}
+
+TEST(ValuesForADevice, HaveTheWeekdayOfTheirDay) {
+  const std::map<std::string, int> weekdays = {
+      {"1900-01-01", 1}, {"2000-02-29", 2}, {"2026-11-22", 7}, {"2026-13-01", 255}};
+  for (const auto& [day, weekday] : weekdays) {
+    EXPECT_EQ(std::get<bacnet::Date>(*bacnet::valueOf(day, ApplicationType::kDate)).weekday, weekday) << day;
   }
 }
 
