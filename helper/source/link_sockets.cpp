@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
 #include <system_error>
 #include <utility>
 
@@ -61,20 +62,24 @@ void CLinkSockets::adopt(io::CDatagrams& socket) {
   });
 }
 
+// Two sockets of one port that are connected to one peer would take each other's datagrams: the second one, mostly
+// another link's, has to use another port.
 CLinkSockets::Peer CLinkSockets::openPeer(const io::Address& address) {
-  Peer peer{address, CPortLock::take(options_.lockDirectory, options_.port, address), nullptr};
-  if (peer.lock) {
+  const std::string path =
+      fmt::format("{}/port_{}_{}_{}.lock", options_.lockDirectory, options_.port, io::ipText(address.ip), address.port);
+  std::string error;
+  Peer peer{address, std::make_unique<CFileLock>(path, std::chrono::milliseconds::zero(), error), nullptr};
+  if (!peer.lock->isHeld()) {
+    peer.lock.reset();
+    remark_(fmt::format("a free port instead of {} for {}: {}", options_.port, io::addressText(address), error));
+  } else {
     try {
       peer.socket = opener_({{io::kAnyIp, options_.port}, true, address});
     } catch (const std::system_error& failure) {
       if (failure.code() != std::errc::address_in_use) throw;
       peer.lock.reset();
-      remark_(fmt::format("port {} belongs to a program that does not share it: a free port is used instead",
-                          options_.port));
+      remark_(fmt::format("a free port instead of {}: it belongs to a program that does not share it", options_.port));
     }
-  } else {
-    remark_(fmt::format("another link talks to {} from port {}: a free port is used instead", io::addressText(address),
-                        options_.port));
   }
   if (!peer.socket) peer.socket = opener_({{io::kAnyIp, 0}, false, address});
   adopt(*peer.socket);

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "helper/source/port_lock.h"
+#include "helper/process/file_lock.h"
 #include "io/datagrams.h"
 #include "io/udp_datagrams.h"
 
@@ -47,7 +47,7 @@ class CLinkSockets : public io::CDatagrams {
  private:
   struct Peer {
     io::Address address;
-    std::unique_ptr<CPortLock> lock;  // null where another port is used
+    std::unique_ptr<CFileLock> lock;  // of the shared port for this peer; null where another port is used
     std::unique_ptr<io::CDatagrams> socket;
   };
 
