@@ -19,18 +19,19 @@ thread_local int allocationsLeft = -1;  // of this thread, until one fails; nega
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined: the compiler would take one for the standard's and the other for ours, and warn of the mixture.
+[[gnu::noinline]] void* operator new(std::size_t size) {
   if (allocationsLeft >= 0 && allocationsLeft-- == 0) throw std::bad_alloc();
   void* memory = std::malloc(size > 0 ? size : 1);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
 
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
   std::free(memory);
 }
 
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept {
   std::free(memory);
 }
 
