@@ -236,6 +236,7 @@ void CDeviceClient::Impl::onIAm(const Incoming& from, const IAm& answer) {
   find(from.station);
   heard(true);
   openQueue();  // it may take more than it did
+  subscriptions.onIAm();
 }
 
 void CDeviceClient::Impl::onUnconfirmed(const Incoming& from, const UnconfirmedRequest& request) {

@@ -234,8 +234,18 @@ void CSubscriptions::judge() {
 /// Each round takes its share of the points, the next round those that follow.
 void CSubscriptions::compareSome() {
   compareTimer_ = timers_.after(kCompareEvery, [this] { compareSome(); });
-  if (state_.profile.isSilent) return;
-  const std::size_t share = (points_.size() + kCompareRounds - 1) / kCompareRounds;
+  compare((points_.size() + kCompareRounds - 1) / kCompareRounds);
+}
+
+void CSubscriptions::onIAm() {
+  const auto now = timers_.now();
+  if (comparedAll_ && now - *comparedAll_ < kCompareAllAtMost) return;
+  if (compare(points_.size())) comparedAll_ = now;
+}
+
+/// Whether there was anything to compare.
+bool CSubscriptions::compare(std::size_t share) {
+  if (state_.profile.isSilent) return false;
   std::vector<ReadItem> items;
   auto entry = points_.upper_bound(compared_);
   for (std::size_t i = 0; i < points_.size() && items.size() < share; ++i, ++entry) {
@@ -244,7 +254,9 @@ void CSubscriptions::compareSome() {
     const auto& point = entry->second;
     if (isSubscribed(point)) items.push_back({{entry->first, kPresentValue}, octetsOf(point.reported)});
   }
-  if (!items.empty()) compare_(std::move(items));
+  if (items.empty()) return false;
+  compare_(std::move(items));
+  return true;
 }
 
 }  // namespace bacnet

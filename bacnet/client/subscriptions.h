@@ -25,6 +25,7 @@ constexpr std::chrono::seconds kCompareEvery{10};
 constexpr std::size_t kCompareRounds = 6;                // in which each subscribed point has had its turn
 constexpr std::chrono::seconds kNotificationMayCome{5};  // after a read that brought another value
 constexpr std::chrono::seconds kForgottenAtMost{60};     // believed once in so long
+constexpr std::chrono::seconds kCompareAllAtMost{60};    // likewise
 
 /// The subscriptions to the present values of one device's objects: keeps them alive, knows the values, and finds out
 /// that the device has forgotten them.
@@ -43,6 +44,8 @@ class CSubscriptions {
   const Values* value(const PropertyAddress& address) const;
 
   void heard(io::TimePoint now) { heard_ = now; }
+  /// The device has said I-Am: it may have been started anew, or somebody has asked who is there.
+  void onIAm();
   /// Goes on after the device has been silent.
   void resume();
   /// Everything is subscribed anew: the device may have forgotten all.
@@ -76,6 +79,7 @@ class CSubscriptions {
   void refuse(Points::value_type& entry, const Answer& answer);
   void postponeDue();
   void compareSome();
+  bool compare(std::size_t share);
   void judge();
 
   io::CTimers& timers_;
@@ -93,6 +97,7 @@ class CSubscriptions {
   std::set<ObjectId> differing_;
   io::TimePoint heard_{};
   std::optional<io::TimePoint> forgotten_;
+  std::optional<io::TimePoint> comparedAll_;
   io::CTimer dueTimer_;
   io::CTimer compareTimer_;
   io::CTimer judgeTimer_;

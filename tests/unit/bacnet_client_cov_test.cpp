@@ -102,6 +102,7 @@ TEST_F(Cov, ARestartedDeviceIsSubscribedAnew) {
          t.device.isMute = true, t.readOne(999), t.device.isMute = false, t.device.iAm();
        },
        seconds(1)},
+      {"unnoticed, but for its I-Am", [](Cov& t) { t.device.iAm(); }, seconds(6)},
       {"unnoticed", [](Cov&) {}, seconds(66)},
   };
   for (const auto& one : cases) {
