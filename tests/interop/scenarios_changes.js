@@ -1,59 +1,66 @@
 // Subscriptions, and devices that fall silent, die, or come back with other values or at another address.
 'use strict';
 
+const {isDeepStrictEqual} = require('util');
+
 const {equal, holds} = require('./expect');
-const {PROPERTY, key} = require('./points');
+const {PROPERTY, key, propertiesOf} = require('./points');
 const {pause, until} = require('./site');
 
 const TEMPERATURE = {
   name: 'Temperature',
-  object: [0, 1],
+  object: [0, 30],
   property: PROPERTY.presentValue,
   type: 'REAL',
   holds: {real: 20}
 };
+// So many before it that its turn to be looked at comes late.
+const OTHERS = Array.from({length: 29}, (_, at) => ({...TEMPERATURE, name: `Other${at}`, object: [0, at + 1]}));
 const PLACE = key(TEMPERATURE.object, TEMPERATURE.property);
 const LIFETIME = 300;
 const ANSWERED = 2.5;
 const BACK = 10;
 
-const temperatures = (value) => ({[PLACE]: {real: value}});
+const temperatures = (value) => ({...propertiesOf(OTHERS), [PLACE]: {real: value}});
 const comes = (link, value, seconds) =>
     until(`${value} is read`, seconds, async () => (await link.value('Temperature')) === value);
 const readsOf = (device) => device.all('read').length + device.all('readMultiple').length;
 
 async function subscription(site, stack, EnableSCOV) {
   const device = await site.device(stack, {properties: temperatures(20)});
-  const link = await site.linkTo(device, {EnableSCOV}, [TEMPERATURE]);
-  equal('first value', await link.value('Temperature'), 20);
-  const subscribed = await device.told('a subscription', 5, (event) => event.event === 'subscribe');
+  const link = await site.linkTo(device, {EnableSCOV}, [...OTHERS, TEMPERATURE]);
+  equal('first value', (await link.read()).of.Temperature.value, 20);
+  const isOf = (name) => (event) => event.event === name && isDeepStrictEqual(event.object, TEMPERATURE.object);
+  const subscribed = await device.told('a subscription', 5, isOf('subscribe'));
   equal('lifetime', subscribed.lifetime, LIFETIME);
   equal('confirmed', subscribed.isConfirmed, EnableSCOV === 2);
-  await device.told('a notification taken', 5, (event) => event.event === 'notified');
+  await device.told('a notification taken', 5, isOf('notified'));
 
   const before = readsOf(device);
   for (const value of [21, 22.5, -3]) {
     const told = device.events.length;
     device.set(PLACE, {real: value});
-    await device.told('a notification taken', 5, (event) => event.event === 'notified', told);
+    await device.told('a notification taken', 5, isOf('notified'), told);
     await comes(link, value, 1);
   }
-  holds(`values came by polling: ${readsOf(device) - before} reads`, readsOf(device) - before <= 1);  // the probe
+  holds(
+      `values came by polling: ${readsOf(device) - before} reads`,
+      readsOf(device) - before <= 2);  // what is compared every 10 s
   equal('notifications that failed', device.all('notification failed'), []);
-  return {device, link};
+  return {device, link, isOf};
 }
 
 async function unconfirmed(site, stack) { await subscription(site, stack, 1); }
 
 async function confirmed(site, stack) {
-  const {device, link} = await subscription(site, stack, 2);
+  const {device, link, isOf} = await subscription(site, stack, 2);
   await device.end();
   device.settings.properties = temperatures(77);
   await device.start();
   const started = Date.now();
   await comes(link, 77, BACK);
   const right = (Date.now() - started) / 1000;
-  await device.told('a subscription after the restart', BACK, (event) => event.event === 'subscribe');
+  await device.told('a subscription after the restart', BACK, isOf('subscribe'));
   const subscribed = (Date.now() - started) / 1000;
   device.set(PLACE, {real: 78});
   await comes(link, 78, 2);
@@ -81,14 +88,14 @@ async function silence(site, stack) {
       all.seconds - usual < ANSWERED + 0.5);
   holds('eleven positive codes', Object.values(all.of).every((each) => each.code > 0));
   const one = await link.read('Point7');
-  holds(`one point took ${one.seconds.toFixed(1)} s`, one.seconds - usual < ANSWERED + 0.2);
+  holds(`one point took ${one.seconds.toFixed(1)} s`, one.seconds - usual < ANSWERED + 0.5);
   const harm = await unharmed.read();
   equal('the other one meanwhile', harm.of.Temperature.value, 1);
-  holds(`the other one took ${harm.seconds.toFixed(1)} s`, harm.seconds - usual < 1);
+  holds(`the other one took ${harm.seconds.toFixed(1)} s`, harm.seconds - usual < 1.5);
 
   await pause(4);  // until it is known to be silent
   const known = await link.read();
-  holds(`eleven points known to be silent took ${known.seconds.toFixed(1)} s`, known.seconds - usual < 0.5);
+  holds(`eleven points known to be silent took ${known.seconds.toFixed(1)} s`, known.seconds - usual < 1.5);
   device.process.kill('SIGKILL');
   await device.end();
   await device.start();
