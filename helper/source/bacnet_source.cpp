@@ -43,7 +43,7 @@ Outcome CBacnetSource::load(const std::shared_ptr<const plant::Link>& link, cons
 
   project_ = std::move(project);
   options_ = options;
-  settings_ = readLinkSettings(*link, settingsError_);
+  settings_ = binding::readLinkSettings(*link, settingsError_);
   if (settings_ && !settings_->remark.empty()) log_(settings_->remark);
   if (!connection_) return {};
   if (staysConnected) {

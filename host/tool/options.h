@@ -14,8 +14,12 @@ struct Options {
   std::int32_t link = 1;
   bool takesOver = false;  ///< a helper that serves the link for another project is handed this one
   std::string networkInterface = "lo";
+  bool isInterfaceNamed = false;  ///< that name stood on the command line
   Format format = Format::kTable;
   std::int32_t stringBytes = 32;  ///< register length of a STRING point, even
+
+  /// For commands that ask the network themselves: the interface named, or empty for all but the loopback.
+  std::string broadcastInterface() const { return isInterfaceNamed ? networkInterface : std::string(); }
 };
 
 }  // namespace tool

@@ -16,6 +16,7 @@
 #include "io/event_loop.h"
 #include "io/udp_datagrams.h"
 #include "support/bacnet_asker.h"
+#include "support/device_program.h"
 #include "support/poll.h"
 #include "support/temp_dir.h"
 
@@ -24,56 +25,12 @@ namespace {
 
 using namespace std::chrono_literals;
 using support::readFile;
+using Program = support::DeviceProgram;
 using testing::HasSubstr;
 
 constexpr std::uint32_t kLoopback = 0x7F000001;
 constexpr std::uint32_t kLoopbackBroadcast = 0x7FFFFFFF;
 const std::string kPlant = SOURCE_DIR "/examples/plant";
-
-/// One run of the program, ended with the object.
-class Program {
- public:
-  explicit Program(const std::string& arguments) {
-    const std::string line = "exec " + std::string(EMULATOR) + " " BIN_DIR "/bacnet-device " + arguments + " >" +
-                             dir_.file("out") + " 2>" + dir_.file("err");
-    pid_ = fork();
-    if (pid_ == 0) {
-      execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
-      _exit(127);
-    }
-  }
-  ~Program() {
-    if (pid_ > 0) kill(pid_, SIGKILL);
-    waitForEnd();
-  }
-  Program(const Program&) = delete;
-  Program& operator=(const Program&) = delete;
-
-  std::string readyLine() const {
-    support::waitUntil([&] { return out().find('\n') != std::string::npos; });
-    return out();
-  }
-  void signal(int number) const {
-    ASSERT_GT(pid_, 0);
-    kill(pid_, number);
-  }
-  int waitForEnd() {  // exit status, -1 for another end
-    if (pid_ > 0) {
-      int status = 0;
-      const bool hasEnded = support::waitUntil([&] { return waitpid(pid_, &status, WNOHANG) == pid_; });
-      status_ = hasEnded && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-      if (hasEnded) pid_ = -1;
-    }
-    return status_;
-  }
-  std::string out() const { return readFile(dir_.file("out")); }
-  std::string err() const { return readFile(dir_.file("err")); }
-
- private:
-  const support::TempDir dir_;
-  pid_t pid_ = -1;
-  int status_ = -1;
-};
 
 class BacnetDeviceRun : public testing::Test {
  protected:
@@ -127,7 +84,7 @@ class BacnetDeviceRun : public testing::Test {
 TEST_F(BacnetDeviceRun, ServesSideBySideAtAddressesOfTheLoopback) {
   Program first("--project " + kPlant + " --link 1 " + place(2));
   Program second("--project " + kPlant + "/BACnetLabel.xml --link 2 --device-id 77 " + place(3));
-  EXPECT_EQ(first.readyLine(), "bacnet-device 3001 on " + address(2) + ":" + std::to_string(port_) + ", 19 objects\n");
+  EXPECT_EQ(first.readyLine(), "bacnet-device 3001 on " + address(2) + ":" + std::to_string(port_) + ", 16 objects\n");
   EXPECT_THAT(second.readyLine(), HasSubstr("bacnet-device 77 on "));
   EXPECT_EQ(found(2), (std::set<std::uint32_t>{77, 3001}));
   EXPECT_THAT(temperatureAt(2), testing::MatchesRegex("2[0-9.]+"));

@@ -27,6 +27,8 @@ AddCommand addLinks;
 AddCommand addPoints;
 AddCommand addRead;
 AddCommand addWrite;
+AddCommand addPriorities;
+AddCommand addRelease;
 AddCommand addWatch;
 AddCommand addBench;
 AddCommand addDoctor;

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "bacnet/number/names.h"
 #include "host/tool/command/commands.h"
 #include "host/tool/link/project.h"
 #include "host/tool/view/result_view.h"
@@ -14,13 +15,21 @@ namespace {
 
 constexpr const char* kEvery = "*";
 
+// Null for a number that the standard leaves to makers.
+Record nameIn(const bacnet::CNameTable& names, std::int32_t number) {
+  const auto name = names.name(static_cast<std::uint32_t>(number));
+  return name.empty() ? Record() : Record(name);
+}
+
 Record recordOf(const plant::Point& point) {
   Record record;
   record["regId"] = point.regId;
   record["name"] = point.fullName();
   record["object"] = point.objectType;
+  record["objectName"] = nameIn(bacnet::kObjectTypeNames, point.objectType);
   record["instance"] = point.instance;
   record["property"] = point.propId;
+  record["propertyName"] = nameIn(bacnet::kPropertyNames, point.propId);
   record["type"] = typeOf(point);
   record["size"] = point.size;
   return record;
@@ -31,8 +40,10 @@ ExitStatus showPoints(const Options& options, COutput& output, const std::string
                        {{"regId", "RegId", true},
                         {"name", "Name"},
                         {"object", "Object", true},
+                        {"objectName", "ObjectName"},
                         {"instance", "Instance", true},
                         {"property", "Property", true},
+                        {"propertyName", "PropertyName"},
                         {"type", "Type"},
                         {"size", "Size", true}});
   bool isFound = false;

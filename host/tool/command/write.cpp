@@ -3,10 +3,13 @@
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "host/tool/command/commanding.h"
 #include "host/tool/command/commands.h"
 #include "host/tool/console/error_relay.h"
 #include "host/tool/console/interrupt.h"
@@ -26,6 +29,7 @@ struct WriteOptions {
   std::vector<std::string> assignments;
   bool isWords = false;
   bool isDryRun = false;
+  std::optional<int> priority;  ///< written by the tool itself, not through the driver
 };
 
 plant::Words parseWords(std::string_view text, const std::string& assignment) {
@@ -55,13 +59,18 @@ plant::Words wordsOf(const plant::Point& point, const std::string& text, const s
                      : fmt::format("write a value that fits its type, {}", typeText(point)));
 }
 
-void addAssignment(std::vector<Access>& accesses, const plant::Link& link, const std::string& text,
-                   const WriteOptions& own, const Options& options) {
+// Point and value of POINT=VALUE.
+std::pair<std::string, std::string> partsOf(const std::string& text) {
   const std::size_t equals = text.find('=');
   if (equals == std::string::npos)
     throw CFailure(ExitStatus::kUsage, fmt::format("'{}' is no assignment", text), "write POINT=VALUE");
-  const std::string value = text.substr(equals + 1);
-  for (const plant::Point& point : findPoints(link, {text.substr(0, equals)}))
+  return {text.substr(0, equals), text.substr(equals + 1)};
+}
+
+void addAssignment(std::vector<Access>& accesses, const plant::Link& link, const std::string& text,
+                   const WriteOptions& own, const Options& options) {
+  const auto [name, value] = partsOf(text);
+  for (const plant::Point& point : findPoints(link, {name}))
     accesses.push_back(
         {point, CRegister(), own.isWords ? parseWords(value, text) : wordsOf(point, value, text, options)});
 }
@@ -101,9 +110,26 @@ ExitStatus send(const Options& options, CRecordWriter& writer, std::vector<Acces
   return areGood(results) ? ExitStatus::kWell : ExitStatus::kPointsFailed;
 }
 
+ExitStatus writeAtPriority(const Options& options, COutput& output, const plant::Link& link, const WriteOptions& own) {
+  std::vector<CommandedPoint> points;
+  std::vector<std::string> values;
+  for (const std::string& text : own.assignments) {
+    const auto [name, value] = partsOf(text);
+    for (const plant::Point& point : findPoints(link, {name})) {
+      points.push_back(commandedPoint(point, own.priority));
+      values.push_back(value);
+    }
+  }
+  return changeCommands(options, output, link, points,
+                        [&](CDevice& device, const bacnet::ObjectId& object, std::size_t place) {
+                          return commandAt(device, object, points[place].priority, values[place]);
+                        });
+}
+
 // Nothing is sent unless every value fits.
 ExitStatus writePoints(const Options& options, COutput& output, const WriteOptions& own) {
   const plant::Link link = readPresentLink(options);
+  if (own.priority) return writeAtPriority(options, output, link, own);
   std::vector<Access> accesses;
   for (const std::string& text : own.assignments) addAssignment(accesses, link, text, own, options);
 
@@ -121,8 +147,13 @@ void addWrite(CLI::App& app, Action& action) {
   command->add_option("assignment", own->assignments, "point and value of its type in the project file")
       ->type_name("POINT=VALUE")
       ->required();
-  command->add_flag("--words", own->isWords, "values are raw 16-bit words with commas, the high word first");
-  command->add_flag("--dry-run", own->isDryRun, "show the words and send nothing");
+  const auto words =
+      command->add_flag("--words", own->isWords, "values are raw 16-bit words with commas, the high word first");
+  const auto dryRun = command->add_flag("--dry-run", own->isDryRun, "show the words and send nothing");
+  addPriority(*command, own->priority)->excludes(words)->excludes(dryRun);
+  command->get_option("--priority")
+      ->description(
+          "at this one, 1 (highest) to 16 but not 6; then the tool asks the device itself, without the driver");
   setExample(*command, "hmi-host --project /opt/project write SupplyAir.TempSetpoint=21.5 SupplyFan.OutOfService=true");
   command->callback([&action, own] {
     action.run = [own](const Options& options, COutput& output) { return writePoints(options, output, *own); };

@@ -87,4 +87,8 @@ void complain(const std::string& line) {
   say("hmi-host: " + line);
 }
 
+void sayProgress(const std::string& line) {
+  if (isatty(errorDescriptor) == 1) passOn('\r' + line + "\x1b[K", errorDescriptor);
+}
+
 }  // namespace tool

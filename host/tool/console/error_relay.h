@@ -32,5 +32,8 @@ class CErrorRelay {
 void say(const std::string& line);
 /// The same with "hmi-host: " in front.
 void complain(const std::string& line);
+/// How far a long work is: written over itself where standard error is a terminal, and not at all elsewhere. An empty
+/// one wipes it out, which is to be done before anything else is written.
+void sayProgress(const std::string& line);
 
 }  // namespace tool

@@ -71,4 +71,8 @@ bool isInterrupted() {
   return wasNoted != 0;
 }
 
+int interruptDescriptor() {
+  return wakeUp;
+}
+
 }  // namespace tool

@@ -25,4 +25,8 @@ class CInterruptNote {
 /// Whether an interrupt was noted. A bus call that was under way then may have failed for it.
 bool isInterrupted();
 
+/// Readable from the first noted interrupt on, for whoever waits for other descriptors, too; -1 before the handler is
+/// installed.
+int interruptDescriptor();
+
 }  // namespace tool

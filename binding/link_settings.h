@@ -8,7 +8,7 @@
 #include "io/address.h"
 #include "plant/project.h"
 
-namespace helper {
+namespace binding {
 
 /// A link's "BACnet" element, understood. Where datagrams go to first is `peer`: the device, its router, or the BBMD;
 /// none while the device has to be found.
@@ -30,4 +30,4 @@ std::optional<LinkSettings> readLinkSettings(const plant::Link& link, std::strin
 /// these.
 std::optional<std::string> parseMac(const std::string& text, std::int32_t length);
 
-}  // namespace helper
+}  // namespace binding

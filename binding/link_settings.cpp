@@ -1,4 +1,4 @@
-#include "helper/source/link_settings.h"
+#include "binding/link_settings.h"
 
 #include <fmt/format.h>
 
@@ -8,7 +8,7 @@
 
 #include "bacnet/codec/bvlc.h"
 
-namespace helper {
+namespace binding {
 
 namespace {
 
@@ -161,4 +161,4 @@ std::optional<LinkSettings> readLinkSettings(const plant::Link& link, std::strin
   return settings;
 }
 
-}  // namespace helper
+}  // namespace binding

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "bacnet/client/device_client.h"
+#include "host/tool/network/station.h"
+#include "plant/project.h"
+
+namespace tool {
+
+/// One device, asked and waited for. What could not be asked because of Ctrl-C counts as unanswered.
+class CDevice {
+ public:
+  /// `station` outlives the device.
+  CDevice(CStation& station, bacnet::DeviceSettings settings);
+  ~CDevice();
+  CDevice(const CDevice&) = delete;
+  CDevice& operator=(const CDevice&) = delete;
+
+  /// One outcome an item, in order. Blocks for 3 s where the device does not answer, and as long as the answers take
+  /// otherwise.
+  std::vector<bacnet::ReadOutcome> read(const std::vector<bacnet::ReadItem>& items);
+  std::vector<bacnet::WriteOutcome> write(const std::vector<bacnet::WriteItem>& items);
+
+  const bacnet::DeviceProfile& profile() const { return client_.profile(); }
+
+ private:
+  CStation& station_;
+  bacnet::CDeviceClient client_;
+};
+
+/// The station that a project's link is asked from. `networkInterface` as in StationOptions. Throws CFailure (project)
+/// when no connection can be made of the link's parameters.
+StationOptions stationFor(const plant::Link& link, const std::string& networkInterface);
+bacnet::DeviceSettings deviceOf(const plant::Link& link);
+
+}  // namespace tool
