@@ -41,6 +41,7 @@ if(HAS_OWN_HOST)
   ship_program(bacnet_device ${CMAKE_INSTALL_BINDIR})
   set_target_properties(hmi_host_tool PROPERTIES INSTALL_RPATH "$ORIGIN/../${driver_dir}")
   ship_compressed(${PROJECT_SOURCE_DIR}/host/hmi-host.1 ${CMAKE_INSTALL_MANDIR}/man1 hmi-host.1)
+  ship_compressed(${PROJECT_SOURCE_DIR}/device/bacnet-device.1 ${CMAKE_INSTALL_MANDIR}/man1 bacnet-device.1)
   install(FILES host/hmi-host.bash-completion DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
     RENAME hmi-host)
   install(DIRECTORY sdk/hmi DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
