@@ -11,6 +11,7 @@
 #include <system_error>
 #include <utility>
 
+#include "io/network_interfaces.h"
 #include "io/socket_address.h"
 
 namespace io {
@@ -24,6 +25,11 @@ namespace {
 // Whether an earlier datagram's fate is what a call has reported; it is then of no meaning for the call itself.
 bool isOldNews(int failure) {
   return failure == ECONNREFUSED || failure == EHOSTUNREACH || failure == ENETUNREACH || failure == EINTR;
+}
+
+// Whether a connected socket may have failed for the address that this machine had when it was connected.
+bool mayBeForAnOldAddress(int failure) {
+  return failure == EINVAL || failure == EADDRNOTAVAIL || failure == ENETUNREACH || failure == EHOSTUNREACH;
 }
 
 // Room for a turn's datagrams, as recvmmsg takes it.
@@ -80,14 +86,31 @@ void CUdpDatagrams::open(const UdpOptions& options) {
   }
   const SocketAddress local(options.local);
   if (::bind(socket_, local.get(), local.size()) != 0) fail("bind");
-  if (peer_) {
-    const SocketAddress peer(*peer_);
-    if (::connect(socket_, peer.get(), peer.size()) != 0) fail("connect");
-  }
-  SocketAddress own;
-  if (::getsockname(socket_, own.get(), &own.length) != 0) fail("getsockname");
-  local_ = own.address();
+  if (peer_ && !connectTo(*peer_)) fail("connect");
+  if (!readLocal()) fail("getsockname");
   if (!loop_.watch(socket_, EPOLLIN, [this](std::uint32_t events) { onEvents(events); })) fail("epoll_ctl");
+}
+
+bool CUdpDatagrams::connectTo(const Address& peer) const {
+  const SocketAddress address(peer);
+  return ::connect(socket_, address.get(), address.size()) == 0;
+}
+
+bool CUdpDatagrams::readLocal() {
+  SocketAddress own;
+  if (::getsockname(socket_, own.get(), &own.length) != 0) return false;
+  local_ = own.address();
+  return true;
+}
+
+// Connecting has bound the socket to the address that this machine had then. Done only where there is another one by
+// now: a socket that is not connected takes what is for others on its port.
+bool CUdpDatagrams::followOwnAddress() {
+  const auto way = interfaceTowards(peer_->ip);
+  if (!way || way->ip == local_.ip) return false;
+  sockaddr nobody{};
+  nobody.sa_family = AF_UNSPEC;
+  return ::connect(socket_, &nobody, sizeof(nobody)) == 0 && connectTo(*peer_) && readLocal();
 }
 
 void CUdpDatagrams::set(int level, int option, const char* step) const {
@@ -96,6 +119,12 @@ void CUdpDatagrams::set(int level, int option, const char* step) const {
 }
 
 void CUdpDatagrams::send(const Address& to, std::string_view bytes) {
+  if (trySend(to, bytes) || peer_ != to || !mayBeForAnOldAddress(errno)) return;
+  if (followOwnAddress()) trySend(to, bytes);
+}
+
+// Result: false with errno.
+bool CUdpDatagrams::trySend(const Address& to, std::string_view bytes) const {
   const SocketAddress address(to);
   const bool isPeer = peer_ == to;
   // What became of earlier datagrams is reported once each by the next call, which then has sent nothing.
@@ -103,8 +132,10 @@ void CUdpDatagrams::send(const Address& to, std::string_view bytes) {
   for (int i = 0; i < kMostTries; ++i) {
     const ssize_t sent = ::sendto(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL, isPeer ? nullptr : address.get(),
                                   isPeer ? 0 : address.size());
-    if (sent >= 0 || !isOldNews(errno)) return;
+    if (sent >= 0) return true;
+    if (!isOldNews(errno)) break;
   }
+  return false;
 }
 
 void CUdpDatagrams::onEvents(std::uint32_t events) {

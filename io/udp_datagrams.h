@@ -16,7 +16,8 @@ struct UdpOptions {
 };
 
 /// A UDP socket on an event loop. Reads at most 16 datagrams a turn, so that others get theirs; one of more than 2048
-/// bytes is dropped. May send broadcasts.
+/// bytes is dropped. May send broadcasts. A connected one goes on from the address that this machine gets in place of
+/// the one that it had.
 class CUdpDatagrams : public CDatagrams {
  public:
   static constexpr std::size_t kLongest = 2048;
@@ -36,6 +37,10 @@ class CUdpDatagrams : public CDatagrams {
 
  private:
   void open(const UdpOptions& options);
+  bool connectTo(const Address& peer) const;
+  bool readLocal();
+  bool followOwnAddress();
+  bool trySend(const Address& to, std::string_view bytes) const;
   void set(int level, int option, const char* step) const;
   void onEvents(std::uint32_t events);
   void receive();

@@ -1,9 +1,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/epoll.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <fstream>
 #include <system_error>
 
 #include "io/event_loop.h"
@@ -215,6 +219,38 @@ TEST_F(Udp, AClosedPortIsToldAndDoesNotStick) {
     serveUntil([&] { return received == 1; });
     peer.reset();
   }
+}
+
+// In a network namespace of its own, where there is one to be had.
+TEST_F(Udp, AConnectedSocketFollowsThisMachinesAddress) {
+  const auto run = [](const char* commands) { return std::system(commands) == 0; };
+  const uid_t uid = geteuid();
+  const auto follow = [&] {
+    if (unshare(uid == 0 ? CLONE_NEWNET : CLONE_NEWUSER | CLONE_NEWNET) != 0 ||
+        (uid != 0 && !(std::ofstream("/proc/self/uid_map") << "0 " << uid << " 1" << std::flush)) ||
+        !run("ip link add v0 type veth peer name v1 && ip link set v0 up && ip link set v1 up && "
+             "ip addr add 192.0.2.1/24 dev v0")) {
+      _exit(2);
+    }
+    const Address peer{0xC0000209, 47808};
+    io::CEventLoop inside;
+    Socket shared(inside, {{io::kAnyIp, 47808}, true, peer});
+    Socket own(inside, {{io::kAnyIp, 0}, false, peer});
+    for (const char* commands : {"ip addr del 192.0.2.1/24 dev v0", "ip addr add 192.0.2.7/24 dev v0"}) {
+      if (!run(commands)) _exit(2);
+      for (Socket* socket : {&shared, &own}) socket->send(peer, "x");
+    }
+    const bool isThere = shared.local() == Address{0xC0000207, 47808} && own.local().ip == 0xC0000207;
+    _exit(isThere ? 0 : 1);
+  };
+  int status = 0;
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) follow();
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  if (WEXITSTATUS(status) == 2) GTEST_SKIP() << "no network namespace, or no ip command, is to be had here";
+  EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 TEST_F(Udp, AHandlerMayDestroyItsSocket) {
