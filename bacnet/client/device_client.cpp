@@ -99,7 +99,7 @@ CDeviceClient::Impl::Impl(CNetwork& networkUsed, io::CTimers& timersUsed, Device
   reader.onValue(
       [this](const PropertyAddress& address, const Values& values) { subscriptions.onRead(address, values); });
   writer.onWrite([this](const ObjectId& object) {
-    reader.late().drop(object);
+    reader.forget(object);
     subscriptions.drop(object);
   });
 }

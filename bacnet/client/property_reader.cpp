@@ -55,10 +55,10 @@ class CPropertyReader::CReadCall : public CCall<ReadItem, ReadOutcome>, public s
  private:
   Batch nextBatch();
   Request request(Batch batch);
-  void onAnswer(const Batch& batch, const Answer& answer);
-  void onMultiple(const Batch& batch, std::string_view data);
+  void onAnswer(const Batch& batch, std::uint64_t number, const Answer& answer);
+  void onMultiple(const Batch& batch, std::uint64_t number, std::string_view data);
   void again(const Batch& batch);
-  void take(std::size_t i, ReadOutcome outcome);
+  void take(std::size_t i, std::uint64_t number, ReadOutcome outcome);
 
   CPropertyReader& reader_;
 };
@@ -106,15 +106,14 @@ Request CPropertyReader::CReadCall::request(Batch batch) {
     request.service = ConfirmedService::kReadPropertyMultiple;
     request.data = encode(multiple);
   }
-  request.done = [call = shared_from_this(), batch = std::move(batch)](const Answer& answer) {
-    call->onAnswer(batch, answer);
-  };
+  request.done = [call = shared_from_this(), batch = std::move(batch),
+                  number = ++reader_.requests_](const Answer& answer) { call->onAnswer(batch, number, answer); };
   return request;
 }
 
-void CPropertyReader::CReadCall::onAnswer(const Batch& batch, const Answer& answer) {
+void CPropertyReader::CReadCall::onAnswer(const Batch& batch, std::uint64_t number, const Answer& answer) {
   if (batch.size() == 1) {
-    take(batch.front(), readOutcome(item(batch.front()).address, answer));
+    take(batch.front(), number, readOutcome(item(batch.front()).address, answer));
     return finish();
   }
   constexpr auto kService = ConfirmedService::kReadPropertyMultiple;
@@ -133,16 +132,16 @@ void CPropertyReader::CReadCall::onAnswer(const Batch& batch, const Answer& answ
   }
   if (answer.kind == Answer::Kind::kAck) {
     reader_.limit_.prove(batch.size());
-    onMultiple(batch, answer.data);
+    onMultiple(batch, number, answer.data);
   } else {
     if (answer.kind == Answer::Kind::kOverdue) reader_.limit_.suspect(batch.size());
-    for (const std::size_t i : batch) take(i, failureOf(kService, answer));
+    for (const std::size_t i : batch) take(i, number, failureOf(kService, answer));
   }
   finish();
 }
 
 /// Results are told by what they name; usually they come in the order of the request.
-void CPropertyReader::CReadCall::onMultiple(const Batch& batch, std::string_view data) {
+void CPropertyReader::CReadCall::onMultiple(const Batch& batch, std::uint64_t number, std::string_view data) {
   auto results = parseReadPropertyMultipleAck(data);
   if (!results) {
     split(batch.size());  // one value that is not to be read spoils the others
@@ -159,12 +158,12 @@ void CPropertyReader::CReadCall::onMultiple(const Batch& batch, std::string_view
       const std::size_t i = *found;
       open.erase(std::next(found).base());
       if (auto* values = std::get_if<Values>(&result)) {
-        take(i, std::move(*values));
+        take(i, number, std::move(*values));
       } else {
         Failure failure;
         failure.kind = Failure::Kind::kError;
         failure.error = std::get<Error>(result);
-        take(i, failure);
+        take(i, number, failure);
       }
     }
   }
@@ -179,9 +178,11 @@ void CPropertyReader::CReadCall::again(const Batch& batch) {
   reader_.queue_.add(shared_from_this());
 }
 
-/// What comes too late for the caller is kept; that nothing has come is none of that.
-void CPropertyReader::CReadCall::take(std::size_t i, ReadOutcome outcome) {
+/// What comes too late for the caller is kept; that nothing has come is none of that, nor what was asked for before a
+/// write was answered: it may be from before the write.
+void CPropertyReader::CReadCall::take(std::size_t i, std::uint64_t number, ReadOutcome outcome) {
   const auto& address = item(i).address;
+  if (reader_.isOutdated(address.object, number)) return settle(i, std::move(outcome));
   const auto* values = std::get_if<Values>(&outcome);
   if (values && reader_.value_) reader_.value_(address, *values);
   const auto* failure = std::get_if<Failure>(&outcome);
@@ -218,6 +219,16 @@ std::size_t CPropertyReader::countInOne(const std::vector<ReadItem>& items) cons
 
 void CPropertyReader::readAnew(std::vector<ReadItem> items, io::TimePoint deadline, Done done) {
   start(std::make_shared<CReadCall>(*this, std::move(items), std::move(done)), deadline);
+}
+
+void CPropertyReader::forget(const ObjectId& object) {
+  late_.drop(object);
+  written_[object] = requests_;
+}
+
+bool CPropertyReader::isOutdated(const ObjectId& object, std::uint64_t request) const {
+  const auto written = written_.find(object);
+  return written != written_.end() && request <= written->second;
 }
 
 void CPropertyReader::start(std::shared_ptr<CReadCall> call, io::TimePoint deadline) {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <vector>
 
@@ -35,13 +37,15 @@ class CPropertyReader {
   std::size_t countInOne(const std::vector<ReadItem>& items) const;
 
   CBatchLimit& limit() { return limit_; }
-  CLateOutcomes& late() { return late_; }
+  /// Nothing that was asked for before now is to be kept of `object`: a write of it goes out, or has been answered.
+  void forget(const ObjectId& object);
 
  private:
   class CReadCall;
   friend class CReadCall;
 
   void start(std::shared_ptr<CReadCall> call, io::TimePoint deadline);
+  bool isOutdated(const ObjectId& object, std::uint64_t request) const;
   void expire(const std::shared_ptr<CReadCall>& call);
 
   io::CTimers& timers_;
@@ -49,6 +53,8 @@ class CPropertyReader {
   const DeviceState& state_;
   CBatchLimit limit_;
   CLateOutcomes late_;
+  std::uint64_t requests_ = 0;                 // sent so far, which numbers them
+  std::map<ObjectId, std::uint64_t> written_;  // the newest request at an object's last write
   std::weak_ptr<CReadCall>
       leftOver_;  // one whose caller is gone may go on, so that a slow device's last items get a turn
   Cache cache_;

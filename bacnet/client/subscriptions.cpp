@@ -72,10 +72,13 @@ std::optional<Request> CSubscriptions::nextRequest() {
   if (isUnderWay_ || !isDue()) return std::nullopt;
   isUnderWay_ = true;
   const ObjectId object = due_.begin()->second;
+  auto& point = points_[object];
+  if (!isSubscribed(point))
+    point.current.reset();  // of a subscription that has ended: changes since then were not told
   SubscribeCov subscribe;
   subscribe.process = state_.settings.process;
   subscribe.object = object;
-  subscribe.confirmed = points_[object].isConfirmed;
+  subscribe.confirmed = point.isConfirmed;
   subscribe.lifetime = static_cast<std::uint32_t>(kSubscriptionLifetime.count());
   return Request{ConfirmedService::kSubscribeCov, encode(subscribe),
                  [this, object](const Answer& answer) { onAnswer(object, answer); }};

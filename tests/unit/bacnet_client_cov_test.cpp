@@ -88,6 +88,41 @@ TEST_F(Cov, AWriteDropsTheValue) {
   EXPECT_EQ(known(0), "0");
 }
 
+TEST_F(Cov, WhatWasReadBeforeAWriteIsNotTheValueAfterIt) {
+  subscribe(2);
+  const PropertyAddress address = presentValue(analog(1));
+  write({{address, {1.0F}, 16}});  // so that the next read asks
+  net.setScript([&, answers = 0](const io::CFakeNetwork::Datagram& datagram) mutable {
+    io::CFakeNetwork::Fate fate;
+    if (datagram.from == kDevice) fate.delays = {milliseconds(++answers == 1 ? 1000 : 500)};
+    return fate;
+  });
+  client->read({{address, 5}}, clock.now() + seconds(2), [](const auto&) {});
+  client->write({{address, {7.0F}, 8}}, clock.now() + seconds(2), [](const auto&) {});
+  wait(milliseconds(100));
+  device.properties[address] = Values{7.0F};  // the notification gets lost
+  wait(seconds(2));
+  net.setScript(nullptr);
+  EXPECT_EQ(known(1), "7 (asked)");
+}
+
+TEST_F(Cov, AValueOfASubscriptionThatEndedDoesNotComeBack) {
+  subscribe(1);
+  bool answers = false;
+  device.script = [&](const ConfirmedRequest& request, std::size_t) -> std::optional<Apdu> {
+    if (request.service != kSubscribe) return std::nullopt;
+    return answers ? Apdu(SimpleAck{request.invokeId, kSubscribe}) : kNoAnswer;  // its first notification gets lost
+  };
+  for (int i = 0; i < 400 && known(0) == "0"; ++i) wait(seconds(1));
+  device.properties[presentValue(analog(0))] = Values{50.0F};
+  EXPECT_EQ(known(0), "50 (asked)");
+  answers = true;
+  const auto before = device.count(kSubscribe);
+  for (int i = 0; i < 700 && device.count(kSubscribe) == before; ++i) wait(seconds(1));
+  wait(milliseconds(100));
+  EXPECT_EQ(known(0), "50 (asked)");
+}
+
 TEST_F(Cov, ARestartedDeviceIsSubscribedAnew) {
   const struct {
     const char* what;

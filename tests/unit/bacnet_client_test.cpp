@@ -145,6 +145,32 @@ TEST_F(DeviceClient, ALateAnswerIsForTheNextRead) {
   EXPECT_EQ(took, 2) << "ten seconds at most";
 }
 
+TEST_F(DeviceClient, WhatWasAskedBeforeAWriteIsNotKeptForAfterIt) {
+  make();
+  const int msUntilAnswers[] = {1000, 3500};  // of a read whose caller still waits, and is gone
+  for (const int ms : msUntilAnswers) {
+    device.set(analog(9), 9.0F);
+    net.setScript([ms](const io::CFakeNetwork::Datagram& datagram) {
+      io::CFakeNetwork::Fate fate;
+      if (datagram.from == kDevice) fate.delays = {milliseconds(ms)};
+      return fate;
+    });
+    std::string old;
+    client->read({{presentValue(analog(9)), 5}}, clock.now() + milliseconds(2500),
+                 [&](const std::vector<ReadOutcome>& outcomes) { old = text(outcomes.front()); });
+    wait(milliseconds(ms == 1000 ? 100 : 2600));
+    net.setScript(nullptr);
+    device.iAm();
+    wait(milliseconds(10));
+    EXPECT_THAT(write({{presentValue(analog(9)), {11.0F}, 8}}), ElementsAre("written"));
+    device.set(analog(9), 11.0F);
+    wait(seconds(2));
+    EXPECT_EQ(old, ms == 1000 ? "9" : "silent");
+    EXPECT_EQ(readOne(9), "11") << ms;
+    wait(seconds(10));
+  }
+}
+
 TEST_F(DeviceClient, AnAnswerCountsFromItsOwnStationOnly) {
   make();
   CScriptedDevice stranger(net, clock, kElsewhere, 1);
