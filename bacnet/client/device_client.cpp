@@ -1,6 +1,7 @@
 #include "bacnet/client/device_client.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "bacnet/client/device_text.h"
@@ -20,6 +21,7 @@ namespace {
 
 constexpr std::size_t kReadMultipleBit = 14;  // of protocol-services-supported
 constexpr std::size_t kWriteMultipleBit = 16;
+constexpr std::size_t kMostStrangers = 8;    // told of in the log
 constexpr std::uint8_t kMessageTooLong = 4;  // reason of a Reject-Message-To-Network
 
 bool isRefused(const BitString& services, std::size_t bit) {
@@ -66,7 +68,7 @@ struct CDeviceClient::Impl {
   bool hasProfile = false;
   bool isAsking = false;  // for the profile
   io::TimePoint lastHeard{};
-  std::optional<std::uint32_t> stranger;  // the other device that was told of last
+  std::set<std::uint32_t> strangers;  // the other devices at its address that were told of
   io::CTimer notFound;
 };
 
@@ -226,12 +228,11 @@ void CDeviceClient::Impl::onIAm(const Incoming& from, const IAm& answer) {
   const bool isHere = isFromDevice(from);
   const auto& expected = state.settings.deviceId;
   if (expected && *expected != answer.device) {
-    if (!isHere || stranger == answer.device) return;
-    stranger = answer.device;
+    if (!isHere || strangers.size() >= kMostStrangers || !strangers.insert(answer.device).second) return;
     return state.tell("device " + std::to_string(answer.device) + " says that it is at the address of " +
                       deviceText(state));
   }
-  if (!isHere && (!expected || discovery.fixed())) return;
+  if (!isHere && (!expected || !discovery.mayBeAt(from.station))) return;
   applyIAm(answer);
   find(from.station);
   heard(true);

@@ -25,6 +25,10 @@ std::optional<Station> CDiscovery::fixed() const {
   return std::nullopt;
 }
 
+bool CDiscovery::mayBeAt(const Station& station) const {
+  return !fixed() && (!settings_.router || station.address == *settings_.router);
+}
+
 bool CDiscovery::needsRouter() const {
   return !settings_.router && settings_.network != kLocalNetwork && settings_.network != kGlobalNetwork;
 }
@@ -57,10 +61,11 @@ void CDiscovery::askForDevice() {
 
 void CDiscovery::onRouter(const io::Address& router, const std::vector<std::uint16_t>& networks) {
   const bool leadsThere = std::find(networks.begin(), networks.end(), settings_.network) != networks.end();
-  if (!needsRouter() || !leadsThere) return;
+  // While one leads there, others that do so as well change nothing.
+  if (!needsRouter() || !leadsThere || !isSearching()) return;
   if (settings_.remoteMac) {
     found_(Station{router, NetworkAddress{settings_.network, *settings_.remoteMac}});
-  } else if (isSearching() && router_ != router) {
+  } else if (router_ != router) {
     router_ = router;
     askForDevice();
   }

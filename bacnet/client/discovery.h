@@ -18,6 +18,10 @@ class CDiscovery {
   /// The place that the settings name, if they do; there is nothing to be looked for then.
   std::optional<Station> fixed() const;
 
+  /// Whether a device that says to be there may be the one; behind a router that is given it is heard through that
+  /// only.
+  bool mayBeAt(const Station& station) const;
+
   void search();  ///< from the start of the row; nothing if it is under way
   void stop() { timer_.cancel(); }
   bool isSearching() const { return static_cast<bool>(timer_); }

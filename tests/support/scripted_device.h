@@ -83,8 +83,8 @@ class CScriptedDevice {
   io::TimePoint made_;
   std::unique_ptr<io::CDatagrams> socket_;
   bacnet::ObjectId self_;
-  io::Address client_;
-  std::string data_;  // what the answer under way points into
+  io::Address client_{0x0A000001, 47808};  // the panel, and whoever has asked it since
+  std::string data_;                       // what the answer under way points into
   std::unique_ptr<bacnet::CSegmenter> outgoing_;
   bacnet::ComplexAck outgoingAck_;
   io::CTimer repetition_;

@@ -64,15 +64,16 @@ TEST_F(FindDevice, OneThatMovesIsFollowed) {
 
 TEST_F(FindDevice, AnotherDeviceAtItsAddressIsToldOnce) {
   make();
-  for (int i = 0; i < 3; ++i) {
-    const std::string data = encode(IAm{99, 480, Segmentation::kNone, 1});
+  for (std::uint32_t i = 0; i < 4; ++i) {
+    const std::string data = encode(IAm{98 + i % 2, 480, Segmentation::kNone, 1});
     device.send(UnconfirmedRequest{UnconfirmedService::kIAm, data});
     wait(milliseconds(10));
   }
-  EXPECT_THAT(events, ElementsAre(HasSubstr("device 99 ")));
+  EXPECT_THAT(events, ElementsAre(HasSubstr("device 98 "), HasSubstr("device 99 ")));
   EXPECT_EQ(client->profile().deviceId, kDeviceId);
   CScriptedDevice other(net, clock, kElsewhere, kDeviceId);
-  other.send(UnconfirmedRequest{UnconfirmedService::kWhoIs, {}});
+  other.iAm();
+  wait(milliseconds(10));
   EXPECT_EQ(client->profile().station, (Station{kDevice, {}})) << "a given address stays";
 }
 
@@ -116,6 +117,25 @@ TEST_F(FindDevice, BehindARouter) {
     EXPECT_EQ(client->profile().station, (Station{kDevice, kFar}));
     EXPECT_EQ(read(presentValues(100)).back(), "99");
     for (const auto& asked : device.asked) EXPECT_LE(asked.octets, 480) << "whatever is on the way";
+    EXPECT_THAT(events, IsEmpty());
+  }
+}
+
+TEST_F(FindDevice, AnotherRouterThatLeadsThereAsWellChangesNothing) {
+  device.behind = kFar;
+  const std::function<void(DeviceSettings&)> ways[] = {
+      [](auto& s) { s.network = 12, s.router = kDevice; },
+      [](auto& s) { s.network = 12, s.deviceId.reset(), s.remoteMac = "\x05"; },
+  };
+  for (const auto& way : ways) {
+    make([&](auto& settings) { settings.station.reset(), way(settings); });
+    CScriptedDevice second(net, clock, kElsewhere, kDeviceId);
+    second.behind = kFar;
+    second.iAm();
+    second.sendMessage(NetworkMessageType::kIAmRouterToNetwork, encodeNetworks({12}));
+    wait(milliseconds(10));
+    EXPECT_EQ(client->profile().station, (Station{kDevice, kFar}));
+    EXPECT_EQ(readOne(3), "3");
     EXPECT_THAT(events, IsEmpty());
   }
 }
