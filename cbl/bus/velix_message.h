@@ -12,8 +12,6 @@ namespace cbl {
 /// the remote function. The body's grammar is written down in docs/bus-protocol.md.
 class CVelixMessage : public CBusMessage, public std::vector<std::string> {
  public:
-  CVelixMessage();
-
   /// Parses a body. On success the elements are replaced and the result is `length`; on failure they keep their values:
   ///   -1  null, empty, or not starting with '*'      -2  no readable element count (printed on standard output)
   ///   -3  an element does not start with '$'         -4  no readable element length
@@ -25,9 +23,6 @@ class CVelixMessage : public CBusMessage, public std::vector<std::string> {
   /// Replaces `out` by the body. An empty message has an empty body.
   /// Result: the body's length in bytes; -1 when it would exceed 2^31-1.
   std::int32_t dump(std::string& out) const override;
-
- private:
-  std::string delimiter_;
 };
 
 }  // namespace cbl
