@@ -68,13 +68,12 @@ void CBusConnection::skipSentReplies() {
   }
 }
 
-bool CBusConnection::send(io::TimePoint now) {
+bool CBusConnection::send(const io::CTimers& clock) {
   socketIsFull_ = false;
   for (skipSentReplies(); !isWaiting(); skipSentReplies()) {
     Reply& reply = queue_.front();
     Step& step = reply.delivery[reply.step];
-    if (!due_) due_ = now + step.wait;
-    if (*due_ > now || !sendStep(step, now)) return true;
+    if (!isDue(step, clock) || !sendStep(step, clock)) return true;
 
     queuedBytes_ -= step.bytes.size();
     sent_ = 0;
@@ -88,8 +87,14 @@ bool CBusConnection::send(io::TimePoint now) {
   return true;
 }
 
+// Most steps wait for nothing, and the clock is not looked at for them.
+bool CBusConnection::isDue(const Step& step, const io::CTimers& clock) {
+  if (!due_ && step.wait.count() > 0) due_ = clock.now() + step.wait;
+  return !due_ || *due_ <= clock.now();
+}
+
 // Result: whether all of it is with the kernel.
-bool CBusConnection::sendStep(const Step& step, io::TimePoint now) {
+bool CBusConnection::sendStep(const Step& step, const io::CTimers& clock) {
   while (sent_ < step.bytes.size()) {
     const std::size_t left = step.bytes.size() - sent_;
     const std::size_t piece = step.pieceSize == 0 ? left : std::min(left, step.pieceSize);
@@ -102,7 +107,7 @@ bool CBusConnection::sendStep(const Step& step, io::TimePoint now) {
     }
     sent_ += static_cast<std::size_t>(count);
     if (step.pieceSize != 0 && sent_ < step.bytes.size()) {
-      due_ = now + kPieceGap;
+      due_ = clock.now() + kPieceGap;
       return false;
     }
   }

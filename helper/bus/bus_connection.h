@@ -11,7 +11,7 @@
 #include "cbl/net/descriptor.h"
 #include "helper/bus/frame_cutter.h"
 #include "helper/bus/reply_slot.h"
-#include "io/clock.h"
+#include "io/timers.h"
 
 namespace helper {
 
@@ -33,7 +33,7 @@ class CBusConnection : public CReplyTarget, public std::enable_shared_from_this<
   CReplySlot openSlot(const cbl::BusFrameInfo& request);
   void take(std::uint64_t number, Delivery delivery) override;
   /// Sends what is due and what the socket takes. Result: false when a step has closed the connection.
-  bool send(io::TimePoint now);
+  bool send(const io::CTimers& clock);
 
   /// Whether more requests may be taken in: not while a client has too many unanswered, or does not read its replies.
   bool hasRoom() const;
@@ -56,7 +56,8 @@ class CBusConnection : public CReplyTarget, public std::enable_shared_from_this<
 
   bool isWaiting() const { return queue_.empty() || !queue_.front().isGiven; }
   void skipSentReplies();
-  bool sendStep(const Step& step, io::TimePoint now);
+  bool isDue(const Step& step, const io::CTimers& clock);
+  bool sendStep(const Step& step, const io::CTimers& clock);
 
   cbl::CDescriptor socket_;
   std::function<void()> onAnswer_;
@@ -68,7 +69,7 @@ class CBusConnection : public CReplyTarget, public std::enable_shared_from_this<
   std::uint64_t firstNumber_ = 0;  // of the first reply in the queue
   std::size_t unanswered_ = 0;
   std::size_t queuedBytes_ = 0;
-  std::optional<io::TimePoint> due_;  // of the first step or of its next piece; none before its time is known
+  std::optional<io::TimePoint> due_;  // of the first step or of its next piece, where it has to wait
   std::size_t sent_ = 0;              // of the first step's bytes
   bool socketIsFull_ = false;
 };

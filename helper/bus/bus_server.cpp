@@ -93,8 +93,8 @@ void CBusServer::serveAnswered() {
 }
 
 void CBusServer::serve(Clients::iterator client) {
-  const std::shared_ptr<CBusConnection> connection = client->second.connection;
-  if (exchange(*connection) && !connection->isOver()) {
+  CBusConnection& connection = *client->second.connection;
+  if (exchange(connection) && !connection.isOver()) {
     waitOn(client->second);
   } else {
     remove(client);
@@ -104,7 +104,7 @@ void CBusServer::serve(Clients::iterator client) {
 // Sends what is due and hands on the frames that have come in. Result: false when the client is to be closed.
 bool CBusServer::exchange(CBusConnection& connection) {
   for (;;) {
-    if (!connection.send(loop_.now())) return false;
+    if (!connection.send(loop_)) return false;
     if (!connection.hasRoom()) return true;
 
     std::string_view bytes;

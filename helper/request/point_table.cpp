@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <iterator>
+#include <charconv>
 #include <utility>
 
 namespace helper {
@@ -71,12 +71,15 @@ ResultCode CPointTable::resolve(const std::vector<PointAccess>& accesses, std::v
 }
 
 std::string wordsText(const PointRead& read, const plant::Value& value) {
-  std::string text;
-  for (const short word : plant::toWords(*read.point, value, read.size)) {
-    if (!text.empty()) text += ',';
-    const fmt::format_int digits(word);
-    text.append(digits.data(), digits.size());
+  constexpr std::size_t kRoom = 7;  // sign, digits and comma of a word
+  const plant::Words words = plant::toWords(*read.point, value, read.size);
+  std::string text(kRoom * words.size(), '\0');
+  char* at = text.data();
+  for (const short word : words) {
+    if (at != text.data()) *at++ = ',';
+    at = std::to_chars(at, at + kRoom - 1, word).ptr;
   }
+  text.resize(static_cast<std::size_t>(at - text.data()));
   return text;
 }
 

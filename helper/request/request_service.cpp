@@ -31,48 +31,64 @@ std::string traceLine(const CReplySlot& slot, const std::string& function, std::
                      points, code, slot.remark().empty() ? "" : " ", slot.remark());
 }
 
-// A request on its way: its slot, and the link that its points belong to. Dropped by a source it leaves the answer to
-// the slot.
+// A request on its way: what it asks for, its slot, and the link that its points belong to. Dropped by a source it
+// leaves the answer to the slot.
 class CRequestService::CPendingReply {
  public:
-  CPendingReply(CReplySlot slot, const Request& request, std::shared_ptr<const plant::Link> link, CHelperLog& log)
-      : slot_(std::move(slot)),
-        function_(request.function),
-        points_(request.points.size()),
-        link_(std::move(link)),
-        log_(log) {}
+  CPendingReply(CReplySlot slot, Request request, std::shared_ptr<const plant::Link> link, CHelperLog& log)
+      : slot_(std::move(slot)), request_(std::move(request)), link_(std::move(link)), log_(log) {
+    reply_.setType(slot_.type());
+  }
 
-  const std::string& function() const { return function_; }
+  const Request& request() const { return request_; }
+  /// The request's points, once they have been found.
+  std::vector<PointRead>& reads() { return reads_; }
 
-  void finish(const Outcome& outcome, std::vector<std::string> values = {}) {
-    ResultCode code = outcome.code;
-    std::string frame = pack(function_, code, std::move(values));
-    if (frame.empty() || frame.size() > cbl::frame::kLongestReply) {
-      if (code == ResultCode::kDone) code = ResultCode::kReplyTooLong;
-      frame = pack("", code, {});
-    }
-    if (log_.traces()) {
-      log_.write("{}{}{}", traceLine(slot_, function_, points_, std::to_string(static_cast<std::int32_t>(code))),
-                 outcome.note.empty() ? "" : " ", outcome.note);
-    }
-    slot_.answer(std::move(frame));
+  void finish(const Outcome& outcome) {
+    begin(request_.function, outcome.code);
+    send(outcome);
   }
   void finish(ResultCode code) { finish(Outcome{code, {}}); }
 
+  /// That of a failed point stays empty.
+  void finishWithValues(const std::vector<Reading>& readings) {
+    begin(request_.function, ResultCode::kDone);
+    for (std::size_t i = 0; i < readings.size(); ++i) {
+      std::string& text = reply_.emplace_back();
+      if (readings[i].code == ResultCode::kDone) text = wordsText(reads_[i], readings[i].value);
+    }
+    send({});
+  }
+
  private:
-  std::string pack(std::string function, ResultCode code, std::vector<std::string> values) const {
-    cbl::CVelixMessage reply;
-    reply.setType(slot_.type());
-    reply.reserve(2 + values.size());
-    reply.push_back(std::move(function));
-    reply.push_back(std::to_string(static_cast<std::int32_t>(code)));
-    std::move(values.begin(), values.end(), std::back_inserter(reply));
-    return packReply(reply, slot_.identifier());
+  void begin(const std::string& function, ResultCode code) {
+    reply_.clear();
+    reply_.reserve(2 + reads_.size());
+    reply_.push_back(function);
+    reply_.push_back(std::to_string(static_cast<std::int32_t>(code)));
+  }
+
+  void send(const Outcome& outcome) {
+    ResultCode code = outcome.code;
+    std::string frame = packReply(reply_, slot_.identifier());
+    if (frame.empty() || frame.size() > cbl::frame::kLongestReply) {
+      if (code == ResultCode::kDone) code = ResultCode::kReplyTooLong;
+      begin("", code);
+      frame = packReply(reply_, slot_.identifier());
+    }
+    if (log_.traces()) {
+      log_.write(
+          "{}{}{}",
+          traceLine(slot_, request_.function, request_.points.size(), std::to_string(static_cast<std::int32_t>(code))),
+          outcome.note.empty() ? "" : " ", outcome.note);
+    }
+    slot_.answer(std::move(frame));
   }
 
   CReplySlot slot_;
-  const std::string function_;
-  const std::size_t points_;  // so many were asked for
+  const Request request_;
+  std::vector<PointRead> reads_;
+  cbl::CVelixMessage reply_;
   const std::shared_ptr<const plant::Link> link_;
   CHelperLog& log_;
 };
@@ -89,29 +105,29 @@ void CRequestService::onFrame(const cbl::BusFrameInfo& frame, CReplySlot slot) {
   Request request;
   const ResultCode understood =
       message.load(frame.body) < 0 ? ResultCode::kMalformedRequest : readRequest(message, request);
-  const auto pending = std::make_shared<CPendingReply>(std::move(slot), request, points_.link(), log_);
+  const auto pending = std::make_shared<CPendingReply>(std::move(slot), std::move(request), points_.link(), log_);
   if (understood == ResultCode::kDone) {
-    perform(request, pending);
+    perform(pending);
   } else {
     pending->finish(understood);
   }
 }
 
-void CRequestService::perform(const Request& request, const Pending& pending) {
-  switch (request.operation) {
+void CRequestService::perform(const Pending& pending) {
+  switch (pending->request().operation) {
     case Request::kNone:
       return pending->finish(ResultCode::kUnknownFunction);
     case Request::kLoadProject: {
-      const Outcome outcome = load(request);
-      note(request.function, outcome);
+      const Outcome outcome = load(pending->request());
+      note(pending->request().function, outcome);
       return pending->finish(outcome);
     }
     case Request::kConnect:
       return connect(pending);
     case Request::kRead:
-      return read(request, pending);
+      return read(pending);
     case Request::kWrite:
-      return write(request, pending);
+      return write(pending);
   }
 }
 
@@ -133,7 +149,7 @@ void CRequestService::connect(const Pending& pending) {
   if (!points_.link()) return pending->finish(ResultCode::kNoProject);
   source_.connect(deadline(), [this, pending](const Outcome& outcome) {
     isConnected_ = outcome.code == ResultCode::kDone;
-    note(pending->function(), outcome);
+    note(pending->request().function, outcome);
     pending->finish(outcome);
   });
 }
@@ -143,37 +159,29 @@ ResultCode CRequestService::checkConnected() const {
   return isConnected_ ? ResultCode::kDone : ResultCode::kNotConnected;
 }
 
-void CRequestService::read(const Request& request, const Pending& pending) {
-  std::vector<PointRead> reads;
+void CRequestService::read(const Pending& pending) {
+  std::vector<PointRead>& reads = pending->reads();
   Outcome refused{checkConnected(), {}};
-  if (refused.code == ResultCode::kDone) refused.code = points_.resolve(request.points, reads, refused.note);
+  if (refused.code == ResultCode::kDone) refused.code = points_.resolve(pending->request().points, reads, refused.note);
   if (refused.code != ResultCode::kDone || reads.empty()) return pending->finish(refused);
 
-  auto asked = reads;
-  source_.read(std::move(asked), deadline(),
-               [this, pending, reads = std::move(reads)](const std::vector<Reading>& readings) {
-                 finishRead(pending, reads, readings);
-               });
+  source_.read(reads, deadline(),
+               [this, pending](const std::vector<Reading>& readings) { finishRead(pending, readings); });
 }
 
-void CRequestService::finishRead(const Pending& pending, const std::vector<PointRead>& reads,
-                                 const std::vector<Reading>& readings) {
+void CRequestService::finishRead(const Pending& pending, const std::vector<Reading>& readings) {
   const Reading* const failed = firstFailed(readings);
   const bool hasValue =
       std::any_of(readings.begin(), readings.end(), [](const Reading& each) { return each.code == ResultCode::kDone; });
   if (failed != nullptr && (!hasValue || source_.strictBatches())) return pending->finish(failed->code);
-
-  std::vector<std::string> values(readings.size());  // that of a failed point stays empty
-  for (std::size_t i = 0; i < readings.size(); ++i) {
-    if (readings[i].code == ResultCode::kDone) values[i] = wordsText(reads[i], readings[i].value);
-  }
-  pending->finish(Outcome(), std::move(values));
+  pending->finishWithValues(readings);
 }
 
-void CRequestService::write(const Request& request, const Pending& pending) {
+void CRequestService::write(const Pending& pending) {
   std::vector<PointWrite> writes;
   Outcome refused{checkConnected(), {}};
-  if (refused.code == ResultCode::kDone) refused.code = points_.resolve(request.points, writes, refused.note);
+  if (refused.code == ResultCode::kDone)
+    refused.code = points_.resolve(pending->request().points, writes, refused.note);
   if (refused.code != ResultCode::kDone || writes.empty()) return pending->finish(refused);
 
   source_.write(std::move(writes), deadline(), [pending](const std::vector<Outcome>& outcomes) {
