@@ -60,22 +60,25 @@ std::int32_t CBusProtocol::build(const CBusMessage& message, std::string& out,
 
   const std::uint8_t mode = compressionThreshold_ > bodyLength ? frame::kModePlain : compressionMode_;
 
-  char header[frame::kBodyAt] = {};
-  std::memcpy(header, frame::kMagic.data(), frame::kMagic.size());
-  header[frame::kVersionAt] = frame::kVersion;
-  storeBigEndian(header + frame::kIdentifierAt, identifier ? *identifier : nextOfSequence());
-  header[frame::kTypeAndModeAt] = static_cast<char>(((message.getType() & 0x0FU) << 4) | (mode & 0x0FU));
-  storeBigEndian(header + frame::kTimestampAt, microsecondsNow());
+  const std::uint32_t number = identifier ? *identifier : nextOfSequence();
 
   if (!recode(out, mode, Lz4Direction::kCompress)) return -1;
-  if (out.size() > std::numeric_limits<std::int32_t>::max() - frame::kOverhead) return -1;
-  storeBigEndian(header + frame::kBodyLengthAt, static_cast<std::uint32_t>(out.size()));
+  const std::size_t carried = out.size();
+  if (carried > std::numeric_limits<std::int32_t>::max() - frame::kOverhead) return -1;
 
-  out.reserve(frame::kOverhead + out.size());
-  out.insert(0, header, frame::kBodyAt);
-  char checksum[frame::kChecksumSize];
-  storeBigEndian(checksum, crc32(out.data(), out.size()));
-  out.append(checksum, frame::kChecksumSize);
+  out.resize(frame::kOverhead + carried);
+  char* const at = out.data();
+  std::memmove(at + frame::kBodyAt, at, carried);
+  std::memset(at, 0, frame::kBodyAt);
+  std::memcpy(at, frame::kMagic.data(), frame::kMagic.size());
+  at[frame::kVersionAt] = frame::kVersion;
+  storeBigEndian(at + frame::kIdentifierAt, number);
+  at[frame::kTypeAndModeAt] = static_cast<char>(((message.getType() & 0x0FU) << 4) | (mode & 0x0FU));
+  storeBigEndian(at + frame::kTimestampAt, microsecondsNow());
+  storeBigEndian(at + frame::kBodyLengthAt, static_cast<std::uint32_t>(carried));
+
+  const std::size_t checksumAt = frame::kBodyAt + carried;
+  storeBigEndian(at + checksumAt, crc32(at, checksumAt));
   return static_cast<std::int32_t>(out.size());
 }
 

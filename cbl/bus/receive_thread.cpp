@@ -17,6 +17,7 @@ CReceiveThread::~CReceiveThread() {
 
 std::int32_t CReceiveThread::start(std::shared_ptr<CDescriptor> socket, std::int32_t ioTimeoutMs,
                                    const ReceiveCallback& callback, const CReceiveLoop::PeerClosed& peerClosed) {
+  wasStarted_ = true;
   if (stop() != 0) return -127;
   letGo();  // one that has ended by itself
   if (!waitForEarlier(kHandshakeTimeoutMs)) return -127;
@@ -68,6 +69,7 @@ bool CReceiveThread::isRunning() const {
 }
 
 bool CReceiveThread::isAlive() const {
+  if (!wasStarted_) return false;
   const std::lock_guard lock(mutex_);
   const auto isAlive = [](const Loop& loop) { return !loop->hasEnded(); };
   return (loop_ && loop_->isRunning()) || std::any_of(earlierLoops_.begin(), earlierLoops_.end(), isAlive);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -45,7 +46,8 @@ class CReceiveThread {
   bool waitForEarlier(std::int32_t ms);
   void joinEnded();
 
-  mutable std::mutex mutex_;  // guards what follows; never held while waiting or while a loop is destroyed
+  std::atomic<bool> wasStarted_{false};  // spares the others the lock
+  mutable std::mutex mutex_;             // guards what follows; never held while waiting or while a loop is destroyed
   Loop loop_;
   std::vector<Loop> earlierLoops_;
 };
