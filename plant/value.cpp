@@ -24,10 +24,9 @@ To sameBits(From from) {
   return to;
 }
 
-Words splitBits(std::uint64_t bits, std::size_t count) {
-  Words words(count);
+void splitBits(std::uint64_t bits, std::size_t count, Words& words) {
+  words.resize(count);
   for (auto word = words.rbegin(); word != words.rend(); ++word, bits >>= kWordBits) *word = static_cast<short>(bits);
-  return words;
 }
 
 std::uint64_t joinBits(const Words& words, std::size_t count) {
@@ -36,11 +35,10 @@ std::uint64_t joinBits(const Words& words, std::size_t count) {
   return bits;
 }
 
-Words splitText(const std::string& text, std::size_t count) {
+void splitText(const std::string& text, std::size_t count, Words& words) {
   const auto byteAt = [&](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0; };
-  Words words(count);
+  words.resize(count);
   for (std::size_t i = 0; i < count; ++i) words[i] = static_cast<short>((byteAt(2 * i) << 8) | byteAt(2 * i + 1));
-  return words;
 }
 
 std::string joinText(const Words& words) {
@@ -127,24 +125,24 @@ std::size_t wordsFor(std::int32_t bytes) {
   return bytes <= 0 ? 0 : (static_cast<std::size_t>(bytes) + 1) / 2;
 }
 
-Words toWords(const Point& point, const Value& value, std::int32_t size) {
+void toWords(const Point& point, const Value& value, std::int32_t size, Words& words) {
   const std::size_t count = wordsFor(size);
   switch (point.type) {
     case DataType::kBool:
-      return splitBits(std::get<bool>(value) ? 1 : 0, count);
+      return splitBits(std::get<bool>(value) ? 1 : 0, count, words);
     case DataType::kReal:
-      return splitBits(sameBits<std::uint32_t>(std::get<float>(value)), count);
+      return splitBits(sameBits<std::uint32_t>(std::get<float>(value)), count, words);
     case DataType::kDouble:
-      return splitBits(sameBits<std::uint64_t>(std::get<double>(value)), count);
+      return splitBits(sameBits<std::uint64_t>(std::get<double>(value)), count, words);
     case DataType::kString:
-      return splitText(std::get<std::string>(value), count);
+      return splitText(std::get<std::string>(value), count, words);
     case DataType::kUdint:
     case DataType::kUint:
     case DataType::kEnumerated:
     case DataType::kRaw:
       break;
   }
-  return splitBits(std::get<std::uint32_t>(value), count);
+  return splitBits(std::get<std::uint32_t>(value), count, words);
 }
 
 bool fromWords(const Point& point, const Words& words, Value& value) {

@@ -18,10 +18,10 @@ using Value = std::variant<bool, std::uint32_t, float, double, std::string>;
 /// Register words that hold `bytes` bytes: a byte alone takes a whole word.
 std::size_t wordsFor(std::int32_t bytes);
 
-/// The words of `value` for a point of `size` bytes. REAL, DOUBLE and integers: high word first; STRING: two characters
-/// a word, the first in the high byte, filled up with zero bytes. `value` must be of the point's type and fit; of a
-/// text, what lies beyond `size` is cut.
-Words toWords(const Point& point, const Value& value, std::int32_t size);
+/// Replaces `words` by those of `value` for a point of `size` bytes. REAL, DOUBLE and integers: high word first;
+/// STRING: two characters a word, the first in the high byte, filled up with zero bytes. `value` must be of the point's
+/// type and fit; of a text, what lies beyond `size` is cut.
+void toWords(const Point& point, const Value& value, std::int32_t size, Words& words);
 
 /// Reads the point's value out of `words`; words beyond its size are ignored, and a text ends at its first zero byte.
 /// Result: false when the words are too few for the point's type (at least one for a STRING), when a BOOL's word is

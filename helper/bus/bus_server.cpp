@@ -15,6 +15,7 @@ namespace helper {
 namespace {
 
 constexpr std::size_t kMostClients = 256;
+constexpr std::size_t kMostKeptBody = 65536;
 constexpr std::chrono::milliseconds kAcceptPause{200};
 
 }  // namespace
@@ -121,15 +122,15 @@ bool CBusServer::exchange(CBusConnection& connection) {
 }
 
 bool CBusServer::handle(CBusConnection& connection, std::string_view bytes) try {
-  cbl::BusFrameInfo frame;
-  const std::int32_t result = protocol_.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), frame);
+  const std::int32_t result = protocol_.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), frame_);
   if (result < 0) {
     log_.write("client closed: its frame cannot be unpacked ({})", result);
     return false;
   }
   served_ = connection.socket();
-  handler_.onFrame(frame, connection.openSlot(frame));
+  handler_.onFrame(frame_, connection.openSlot(frame_));
   served_ = -1;
+  if (frame_.body.capacity() > kMostKeptBody) frame_.body = std::string();
   return true;
 } catch (const std::bad_alloc&) {
   served_ = -1;

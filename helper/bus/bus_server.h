@@ -54,7 +54,8 @@ class CBusServer {
   CFrameHandler& handler_;
   CHelperLog& log_;
   cbl::CBusProtocol protocol_;
-  Clients clients_;  // by socket
+  cbl::BusFrameInfo frame_;  // the last that was handled; its memory serves the next
+  Clients clients_;          // by socket
 
   bool listens_ = false;
   bool isShort_ = false;  // the last client could not be accepted

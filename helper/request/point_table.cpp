@@ -70,9 +70,9 @@ ResultCode CPointTable::resolve(const std::vector<PointAccess>& accesses, std::v
   return ResultCode::kDone;
 }
 
-std::string wordsText(const PointRead& read, const plant::Value& value) {
+std::string wordsText(const PointRead& read, const plant::Value& value, plant::Words& words) {
   constexpr std::size_t kRoom = 7;  // sign, digits and comma of a word
-  const plant::Words words = plant::toWords(*read.point, value, read.size);
+  plant::toWords(*read.point, value, read.size, words);
   std::string text(kRoom * words.size(), '\0');
   char* at = text.data();
   for (const short word : words) {

@@ -33,7 +33,7 @@ class CPointTable {
   std::unordered_map<std::uint32_t, const plant::Point*> points_;  // by RegId
 };
 
-/// A value's words as a reply carries them, joined by commas.
-std::string wordsText(const PointRead& read, const plant::Value& value);
+/// A value's words as a reply carries them, joined by commas; `words` is room that serves one value after another.
+std::string wordsText(const PointRead& read, const plant::Value& value, plant::Words& words);
 
 }  // namespace helper

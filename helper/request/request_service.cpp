@@ -32,12 +32,16 @@ std::string traceLine(const CReplySlot& slot, const std::string& function, std::
 }
 
 // A request on its way: what it asks for, its slot, and the link that its points belong to. Dropped by a source it
-// leaves the answer to the slot.
+// leaves the answer to the slot. The reply is written into the message that the request came as.
 class CRequestService::CPendingReply {
  public:
-  CPendingReply(CReplySlot slot, Request request, std::shared_ptr<const plant::Link> link, CHelperLog& log)
-      : slot_(std::move(slot)), request_(std::move(request)), link_(std::move(link)), log_(log) {
-    reply_.setType(slot_.type());
+  CPendingReply(CReplySlot slot, std::shared_ptr<const plant::Link> link, CHelperLog& log)
+      : slot_(std::move(slot)), link_(std::move(link)), log_(log) {
+    message_.setType(slot_.type());
+  }
+
+  ResultCode understand(const std::string& body) {
+    return message_.load(body) < 0 ? ResultCode::kMalformedRequest : readRequest(message_, request_);
   }
 
   const Request& request() const { return request_; }
@@ -53,28 +57,29 @@ class CRequestService::CPendingReply {
   /// That of a failed point stays empty.
   void finishWithValues(const std::vector<Reading>& readings) {
     begin(request_.function, ResultCode::kDone);
+    plant::Words words;
     for (std::size_t i = 0; i < readings.size(); ++i) {
-      std::string& text = reply_.emplace_back();
-      if (readings[i].code == ResultCode::kDone) text = wordsText(reads_[i], readings[i].value);
+      const bool isRead = readings[i].code == ResultCode::kDone;
+      message_.push_back(isRead ? wordsText(reads_[i], readings[i].value, words) : std::string());
     }
     send({});
   }
 
  private:
   void begin(const std::string& function, ResultCode code) {
-    reply_.clear();
-    reply_.reserve(2 + reads_.size());
-    reply_.push_back(function);
-    reply_.push_back(std::to_string(static_cast<std::int32_t>(code)));
+    message_.clear();
+    message_.reserve(2 + reads_.size());
+    message_.push_back(function);
+    message_.push_back(std::to_string(static_cast<std::int32_t>(code)));
   }
 
   void send(const Outcome& outcome) {
     ResultCode code = outcome.code;
-    std::string frame = packReply(reply_, slot_.identifier());
+    std::string frame = packReply(message_, slot_.identifier());
     if (frame.empty() || frame.size() > cbl::frame::kLongestReply) {
       if (code == ResultCode::kDone) code = ResultCode::kReplyTooLong;
       begin("", code);
-      frame = packReply(reply_, slot_.identifier());
+      frame = packReply(message_, slot_.identifier());
     }
     if (log_.traces()) {
       log_.write(
@@ -86,9 +91,9 @@ class CRequestService::CPendingReply {
   }
 
   CReplySlot slot_;
-  const Request request_;
+  cbl::CVelixMessage message_;
+  Request request_;
   std::vector<PointRead> reads_;
-  cbl::CVelixMessage reply_;
   const std::shared_ptr<const plant::Link> link_;
   CHelperLog& log_;
 };
@@ -101,19 +106,16 @@ void CRequestService::onFrame(const cbl::BusFrameInfo& frame, CReplySlot slot) {
     log_.write("frame of type {} ignored", frame.type);
     return slot.answer(Delivery());
   }
-  cbl::CVelixMessage message;
-  Request request;
-  const ResultCode understood =
-      message.load(frame.body) < 0 ? ResultCode::kMalformedRequest : readRequest(message, request);
-  const auto pending = std::make_shared<CPendingReply>(std::move(slot), std::move(request), points_.link(), log_);
+  auto pending = std::make_shared<CPendingReply>(std::move(slot), points_.link(), log_);
+  const ResultCode understood = pending->understand(frame.body);
   if (understood == ResultCode::kDone) {
-    perform(pending);
+    perform(std::move(pending));
   } else {
     pending->finish(understood);
   }
 }
 
-void CRequestService::perform(const Pending& pending) {
+void CRequestService::perform(Pending pending) {
   switch (pending->request().operation) {
     case Request::kNone:
       return pending->finish(ResultCode::kUnknownFunction);
@@ -123,11 +125,11 @@ void CRequestService::perform(const Pending& pending) {
       return pending->finish(outcome);
     }
     case Request::kConnect:
-      return connect(pending);
+      return connect(std::move(pending));
     case Request::kRead:
-      return read(pending);
+      return read(std::move(pending));
     case Request::kWrite:
-      return write(pending);
+      return write(std::move(pending));
   }
 }
 
@@ -144,10 +146,10 @@ Outcome CRequestService::load(const Request& request) {
   return outcome;
 }
 
-void CRequestService::connect(const Pending& pending) {
+void CRequestService::connect(Pending pending) {
   isConnected_ = false;
   if (!points_.link()) return pending->finish(ResultCode::kNoProject);
-  source_.connect(deadline(), [this, pending](const Outcome& outcome) {
+  source_.connect(deadline(), [this, pending = std::move(pending)](const Outcome& outcome) {
     isConnected_ = outcome.code == ResultCode::kDone;
     note(pending->request().function, outcome);
     pending->finish(outcome);
@@ -159,14 +161,15 @@ ResultCode CRequestService::checkConnected() const {
   return isConnected_ ? ResultCode::kDone : ResultCode::kNotConnected;
 }
 
-void CRequestService::read(const Pending& pending) {
+void CRequestService::read(Pending pending) {
   std::vector<PointRead>& reads = pending->reads();
   Outcome refused{checkConnected(), {}};
   if (refused.code == ResultCode::kDone) refused.code = points_.resolve(pending->request().points, reads, refused.note);
   if (refused.code != ResultCode::kDone || reads.empty()) return pending->finish(refused);
 
-  source_.read(reads, deadline(),
-               [this, pending](const std::vector<Reading>& readings) { finishRead(pending, readings); });
+  source_.read(reads, deadline(), [this, pending = std::move(pending)](const std::vector<Reading>& readings) {
+    finishRead(pending, readings);
+  });
 }
 
 void CRequestService::finishRead(const Pending& pending, const std::vector<Reading>& readings) {
@@ -177,14 +180,14 @@ void CRequestService::finishRead(const Pending& pending, const std::vector<Readi
   pending->finishWithValues(readings);
 }
 
-void CRequestService::write(const Pending& pending) {
+void CRequestService::write(Pending pending) {
   std::vector<PointWrite> writes;
   Outcome refused{checkConnected(), {}};
   if (refused.code == ResultCode::kDone)
     refused.code = points_.resolve(pending->request().points, writes, refused.note);
   if (refused.code != ResultCode::kDone || writes.empty()) return pending->finish(refused);
 
-  source_.write(std::move(writes), deadline(), [pending](const std::vector<Outcome>& outcomes) {
+  source_.write(std::move(writes), deadline(), [pending = std::move(pending)](const std::vector<Outcome>& outcomes) {
     const Outcome* const failed = firstFailed(outcomes);
     pending->finish(failed == nullptr ? Outcome() : *failed);
   });

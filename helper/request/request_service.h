@@ -26,12 +26,12 @@ class CRequestService : public CFrameHandler {
   class CPendingReply;
   using Pending = std::shared_ptr<CPendingReply>;
 
-  void perform(const Pending& pending);
+  void perform(Pending pending);
   Outcome load(const Request& request);
-  void connect(const Pending& pending);
-  void read(const Pending& pending);
+  void connect(Pending pending);
+  void read(Pending pending);
   void finishRead(const Pending& pending, const std::vector<Reading>& readings);
-  void write(const Pending& pending);
+  void write(Pending pending);
   ResultCode checkConnected() const;
   void note(const std::string& function, const Outcome& outcome);
   io::TimePoint deadline() const { return timers_.now() + kLongestAccess; }

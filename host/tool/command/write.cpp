@@ -52,7 +52,11 @@ plant::Words wordsOf(const plant::Point& point, const std::string& text, const s
   const std::int32_t bytes = registerBytes(point, options);
   plant::Value value;
   std::string error;
-  if (plant::parseValue(point, text, bytes, value, error)) return plant::toWords(point, value, bytes);
+  if (plant::parseValue(point, text, bytes, value, error)) {
+    plant::Words words;
+    plant::toWords(point, value, bytes, words);
+    return words;
+  }
   throw CFailure(ExitStatus::kUsage, fmt::format("{}: {}", assignment, error),
                  point.type == plant::DataType::kString
                      ? "give STRING points more room with --string-bytes"
