@@ -17,8 +17,8 @@ std::unique_ptr<helper::CPointSource> makeSource(helper::HelperEnvironment& envi
   };
   const auto openSockets = [log, openSocket](const helper::LinkSettings& settings,
                                              const helper::HelperOptions& options) -> std::unique_ptr<io::CDatagrams> {
-    helper::CLinkSockets::Options sharing{settings.localPort, options.hasOwnPort, options.broadcast,
-                                          helper::kRuntimeDirectory};
+    helper::CLinkSockets::Options sharing{settings.localPort, settings.remotePort, options.hasOwnPort,
+                                          options.broadcast, helper::kRuntimeDirectory};
     auto sockets = std::make_unique<helper::CLinkSockets>(std::move(sharing), openSocket, log);
     if (settings.bbmd) sockets->open(*settings.bbmd);
     if (settings.peer) sockets->open(*settings.peer);

@@ -45,10 +45,11 @@ void CLinkSockets::listen() {
     const auto [listener, isNew] = listeners_.try_emplace(ip);
     if (!isNew) continue;
     try {
-      listener->second = opener_({{ip, options_.port}, true, std::nullopt});
+      listener->second = opener_({{ip, options_.broadcastPort}, true, std::nullopt});
       adopt(*listener->second);
     } catch (const std::system_error& failure) {
-      remark_(fmt::format("broadcasts to {}:{} cannot be heard: {}", io::ipText(ip), options_.port, failure.what()));
+      remark_(fmt::format("broadcasts to {}:{} cannot be heard: {}", io::ipText(ip), options_.broadcastPort,
+                          failure.what()));
     }
   }
 }
@@ -100,7 +101,10 @@ io::CDatagrams& CLinkSockets::socketFor(const io::Address& peer) {
   try {
     open(peer);
   } catch (const std::system_error& failure) {
-    remark_(fmt::format("no socket for {}: {}", io::addressText(peer), failure.what()));
+    // Said once, not with each datagram.
+    if (std::exchange(unreachable_, peer) != peer) {
+      remark_(fmt::format("no socket for {}: {}", io::addressText(peer), failure.what()));
+    }
     return *search_;
   }
   if (peers_.size() > kMostPeers) peers_.pop_back();

@@ -26,6 +26,7 @@ class CLinkSockets : public io::CDatagrams {
 
   struct Options {
     std::uint16_t port = 0;
+    std::uint16_t broadcastPort = 0;         ///< where devices send I-Am to: their own port
     bool hasOwnPort = false;                 ///< one unconnected socket of a free port for everything
     std::optional<std::uint32_t> broadcast;  ///< the only broadcast address; none: that of each interface
     std::string lockDirectory;
@@ -64,6 +65,7 @@ class CLinkSockets : public io::CDatagrams {
   RefusedHandler refusedHandler_;
   std::unique_ptr<io::CDatagrams> search_;
   std::map<std::uint32_t, std::unique_ptr<io::CDatagrams>> listeners_;  // by broadcast address; null where it is taken
+  std::optional<io::Address> unreachable_;                              // the last one that was told of
   std::list<Peer> peers_;                                               // the one used last in front
 };
 

@@ -14,6 +14,7 @@
 #include "bacnet/number/properties.h"
 #include "bacnet/server/server.h"
 #include "bacnet/server/standard_object.h"
+#include "helper/source/link_sockets.h"
 #include "io/fake/fake_clock.h"
 #include "io/fake/fake_network.h"
 #include "support/temp_dir.h"
@@ -292,6 +293,41 @@ TEST_F(BacnetSource, ReadsAheadWhatIsAskedForInTurn) {
   EXPECT_EQ(readNow({20}), "77 ") << "nothing that was read before a write counts";
   device.find({object::kAnalogValue, 20})->set(property::kPresentValue, {78.0F});
   EXPECT_EQ(readNow({20}), "78 ") << "a value is handed out once";
+}
+
+TEST(LinkSockets, SharePortsAndLeaveThemToOthers) {
+  io::CFakeClock clock;
+  io::CFakeNetwork network{clock};
+  const support::TempDir directory;
+  std::vector<std::string> opened;  // since the last look: shared, the local port, and the peer
+  std::vector<std::string> log;
+  bool isCutOff = false;
+  const auto open = [&](const io::UdpOptions& options) {
+    if (isCutOff && options.peer)
+      throw std::system_error(std::make_error_code(std::errc::network_unreachable), "connect");
+    opened.push_back((options.isShared ? "shared " : "own ") + std::to_string(options.local.port) +
+                     (options.peer ? " to " + io::addressText(*options.peer) : ""));
+    return network.open({kOwnAddress.ip, 0}, options.peer);
+  };
+  const auto opens = [&] { return std::exchange(opened, {}); };
+  const auto remark = [&](const std::string& line) { log.push_back(line); };
+  const CLinkSockets::Options options{47809, 47810, false, 0xC00002FF, directory.path()};
+
+  CLinkSockets first(options, open, remark);
+  EXPECT_THAT(opens(), ElementsAre("own 0", "shared 47810", "shared 47810")) << "I-Am goes to the devices' port";
+  first.open(kDeviceAddress);
+  EXPECT_THAT(opens(), ElementsAre("shared 47809 to 192.0.2.2:47808"));
+  EXPECT_THAT(log, ElementsAre());
+
+  CLinkSockets second(options, open, remark);
+  opens();
+  second.open(kDeviceAddress);
+  EXPECT_THAT(opens(), ElementsAre("own 0 to 192.0.2.2:47808")) << "answers are not to be mixed up";
+  EXPECT_THAT(log, ElementsAre(HasSubstr("a free port instead of 47809")));
+
+  isCutOff = true;
+  for (int i = 0; i < 3; ++i) second.send({kDeviceAddress.ip + 1, 47808}, "x");
+  EXPECT_THAT(log, ElementsAre(testing::_, HasSubstr("no socket for 192.0.2.3:47808"))) << "never a line a request";
 }
 
 }  // namespace
