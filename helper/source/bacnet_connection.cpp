@@ -15,10 +15,16 @@ constexpr std::chrono::seconds kRegisterAgain{30};
 }  // namespace
 
 CBacnetSource::Connection::Connection(std::unique_ptr<io::CDatagrams> opened, io::CTimers& timers,
-                                      const LinkSettings& settings, const Log& log)
+                                      const LinkSettings& settings, bool hasOwnPort, const Log& log)
     : sockets(std::move(opened)), network(*sockets, timers), client(network, timers, settings.device) {
   client.onEvent(log);
-  network.onApdu([this](const bacnet::Incoming& from, const bacnet::Apdu& apdu) { client.onApdu(from, apdu); });
+  const auto fixed = hasOwnPort ? settings.device.station : std::nullopt;
+  network.onApdu([this, fixed](const bacnet::Incoming& from, const bacnet::Apdu& apdu) {
+    if (!fixed || from.isBroadcast || from.station.address == fixed->address) return client.onApdu(from, apdu);
+    bacnet::Incoming device = from;
+    device.station.address = fixed->address;
+    client.onApdu(device, apdu);
+  });
   network.onMessage(
       [this](const bacnet::Incoming& from, const bacnet::NetworkMessage& message) { client.onMessage(from, message); });
   sockets->onRefused([this](const io::Address& to) { client.onRefused(to); });

@@ -71,7 +71,8 @@ void CBacnetSource::connect(io::TimePoint /*deadline*/, Done<Outcome> done) {
 
 Outcome CBacnetSource::open() {
   try {
-    connection_ = std::make_unique<Connection>(openSockets_(*settings_, options_), timers_, *settings_, log_);
+    connection_ = std::make_unique<Connection>(openSockets_(*settings_, options_), timers_, *settings_,
+                                               options_.hasOwnPort, log_);
   } catch (const std::system_error& failure) {
     return {ResultCode::kLocalNetwork, failure.what()};
   }

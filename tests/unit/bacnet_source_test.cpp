@@ -14,6 +14,7 @@
 #include "bacnet/number/properties.h"
 #include "bacnet/server/server.h"
 #include "bacnet/server/standard_object.h"
+#include "bacnet/service/property.h"
 #include "helper/source/link_sockets.h"
 #include "io/fake/fake_clock.h"
 #include "io/fake/fake_network.h"
@@ -250,6 +251,26 @@ TEST_F(BacnetSource, AFaultFlagIsACodeWhereAsked) {
       ->set(property::kStatusFlags, {bacnet::BitString{{false, true, false, false}}});
   device.find({object::kAnalogOutput, 1})->set(property::kReliability, {bacnet::Enumerated{7}});
   EXPECT_EQ(readNow({0}), "#25 ");
+}
+
+TEST_F(BacnetSource, ADeviceThatAnswersFromAnotherAddressNeedsAnOwnPort) {
+  const io::Address other{kDeviceAddress.ip + 1, 50000};
+  const auto answering = network.open(other);
+  deviceSocket->onReceive([&](const io::Address& from, std::string_view) {
+    bacnet::CNetwork sender(*answering, clock);
+    const std::string ack = bacnet::encode(bacnet::ReadPropertyAck{
+        {object::kAnalogOutput, 1}, {property::kPresentValue, std::nullopt}, {bacnet::Value(3.5F)}});
+    for (int id = 0; id < 256; ++id) {
+      sender.send({from, std::nullopt},
+                  bacnet::ComplexAck{static_cast<std::uint8_t>(id), bacnet::ConfirmedService::kReadProperty, {}, ack},
+                  false);
+    }
+  });
+  for (const bool hasOwnPort : {false, true}) {
+    directory.write("helper.json", hasOwnPort ? R"({"ownPort": true})" : "{}");
+    ASSERT_EQ(connect(), ResultCode::kDone);
+    EXPECT_EQ(readNow({0}), hasOwnPort ? "3.5 " : "#20 ");
+  }
 }
 
 TEST_F(BacnetSource, ReadsAheadWhatIsAskedForInTurn) {
