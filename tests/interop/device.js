@@ -26,7 +26,8 @@ const UNRECOGNIZED_SERVICE = 9;
 const ANY_DEVICE = 4194303;
 
 const [stackName, settings] = [process.argv[2], JSON.parse(process.argv[3])];
-const {deviceId, properties, isReadOnly = [], hasReadMultiple = true, hasWriteMultiple = false} = settings;
+const {deviceId, properties, isReadOnly = [], hasReadMultiple = true, hasWriteMultiple = false, notifiedIndex} =
+    settings;
 const stack = new Stack(stackName);
 const slots = new Map();  // of priority arrays, by object
 const subscriptions = new Map();
@@ -154,7 +155,7 @@ function notify({object, subscriber, processId, isConfirmed, lifetime}) {
   const flags = {bits: '0000'};
   const told = [[PROPERTY.presentValue, presentValue(object)], [PROPERTY.statusFlags, flags]];
   const objectId = {type: object[0], instance: object[1]};
-  stack.notify(isConfirmed, subscriber, processId, deviceId, objectId, lifetime, told)
+  stack.notify(isConfirmed, subscriber, processId, deviceId, objectId, lifetime, told, notifiedIndex)
       .then(
           () => tell({event: 'notified', object, isConfirmed}),
           (error) => tell({event: 'notification failed', object, error: error.message}),

@@ -12,7 +12,6 @@ const TYPE = {
   confirmedRequest: 0,
   simpleAck: 2,
   complexAck: 3,
-  segmentAck: 4,
   error: 5,
   reject: 6,
   abort: 7
@@ -103,7 +102,6 @@ function judge(file, ours, left) {
 }
 
 const SERVICE = {
-  confirmedNotification: 1,
   readProperty: 12,
   writeProperty: 15,
   unconfirmedNotification: 2
@@ -117,7 +115,7 @@ function samples(frames, ours) {
           frame.type === TYPE.confirmedRequest && frame.confirmed === service && ours.has(frame.source) && fits(frame));
   const isRelease = (frame) => frame.payload.includes(APPLICATION_NULL);
   const found = {
-    read: request(SERVICE.readProperty),
+    read: request(SERVICE.readProperty, (frame) => frame.info.includes('present-value')),
     write: request(SERVICE.writeProperty, (frame) => !isRelease(frame)),
     release: request(SERVICE.writeProperty, isRelease),
     notification:

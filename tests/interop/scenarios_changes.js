@@ -6,6 +6,7 @@ const {isDeepStrictEqual} = require('util');
 const {equal, holds} = require('./expect');
 const {PROPERTY, key, propertiesOf} = require('./points');
 const {pause, until} = require('./site');
+const {ALL} = require('./stack');
 
 const TEMPERATURE = {
   name: 'Temperature',
@@ -51,6 +52,17 @@ async function subscription(site, stack, EnableSCOV) {
 }
 
 async function unconfirmed(site, stack) { await subscription(site, stack, 1); }
+
+// As both stacks notify unless told otherwise: with an index that no property has.
+async function strangeIndex(site, stack) {
+  const device = await site.device(stack, {properties: temperatures(20), notifiedIndex: ALL});
+  const link = await site.linkTo(device, {EnableSCOV: 1}, [TEMPERATURE]);
+  for (const value of [20, 21, 22]) {
+    device.set(PLACE, {real: value});
+    await comes(link, value, 2);
+  }
+  holds('it was subscribed', device.all('subscribe').length > 0);
+}
 
 async function confirmed(site, stack) {
   const {device, link, isOf} = await subscription(site, stack, 2);
@@ -115,6 +127,7 @@ async function moves(site, stack) {
 
 module.exports = [
   ['subscription, unconfirmed', unconfirmed],
+  ['subscription, notified with an index', strangeIndex],
   ['subscription, confirmed, and a restart', confirmed],
   ['a silent device, killed, back', silence],
   ['found by Who-Is, moved', moves],

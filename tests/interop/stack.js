@@ -103,9 +103,9 @@ class Stack {
     this.client._transport.send(datagram, datagram.length, to.address);
   }
 
-  // A property without index has to have index undefined: "no index" would be sent as index 4294967295.
-  async notify(isConfirmed, subscriber, processId, deviceId, object, lifetime, properties) {
-    const values = properties.map(([id, value]) => ({property: {id}, value: [this.toStack(value)]}));
+  // A property without index has to have index undefined: their own "no index" is sent as index 4294967295.
+  async notify(isConfirmed, subscriber, processId, deviceId, object, lifetime, properties, index) {
+    const values = properties.map(([id, value]) => ({property: {id, index}, value: [this.toStack(value)]}));
     if (isConfirmed) {
       return this.call(
           'confirmedCOVNotification', {address: subscriber}, object, processId, deviceId, lifetime, values, {});
