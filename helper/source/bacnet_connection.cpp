@@ -31,11 +31,12 @@ CBacnetSource::Connection::Connection(std::unique_ptr<io::CDatagrams> opened, io
   if (!settings.bbmd) return;
 
   // Said when it changes only: it is answered twice a minute.
-  network.onResult([log, last = std::uint16_t{0}](const io::Address& from, std::uint16_t result) mutable {
-    if (result == std::exchange(last, result)) return;
-    log(result == 0 ? fmt::format("the BBMD {} takes the registration again", io::addressText(from))
-                    : fmt::format("the BBMD {} refuses: result 0x{:04x}", io::addressText(from), result));
-  });
+  network.onResult(
+      [log, bbmd = *settings.bbmd, last = std::uint16_t{0}](const io::Address& from, std::uint16_t result) mutable {
+        if (!(from == bbmd) || result == std::exchange(last, result)) return;
+        log(result == 0 ? fmt::format("the BBMD {} takes the registration again", io::addressText(from))
+                        : fmt::format("the BBMD {} refuses: result 0x{:04x}", io::addressText(from), result));
+      });
   network.registerForeignDevice(*settings.bbmd, kSecondsToLive, kRegisterAgain);
 }
 

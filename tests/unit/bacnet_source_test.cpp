@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "bacnet/codec/bvlc.h"
 #include "bacnet/number/object_types.h"
 #include "bacnet/number/properties.h"
 #include "bacnet/server/server.h"
@@ -271,6 +272,26 @@ TEST_F(BacnetSource, ADeviceThatAnswersFromAnotherAddressNeedsAnOwnPort) {
     ASSERT_EQ(connect(), ResultCode::kDone);
     EXPECT_EQ(readNow({0}), hasOwnPort ? "3.5 " : "#20 ");
   }
+}
+
+TEST_F(BacnetSource, ARefusalOfTheBbmdIsSaidOnceAndNobodyElsesIs) {
+  link->mode = 2;
+  ASSERT_EQ(connect(), ResultCode::kDone);
+  log.clear();
+  const auto stranger = network.open({kDeviceAddress.ip + 1, bacnet::kStandardPort});
+  bacnet::Bvlc answer;
+  answer.function = bacnet::BvlcFunction::kResult;
+  constexpr std::uint16_t kTaken = 0;
+  constexpr std::uint16_t kRefused = 0x30;
+  for (const std::uint16_t result : {kRefused, kRefused, kTaken}) {
+    answer.result = result;
+    deviceSocket->send(kOwnAddress, bacnet::encodeBvlc(answer));
+    clock.advance(10ms);
+    answer.result = result == kTaken ? kRefused : kTaken;
+    stranger->send(kOwnAddress, bacnet::encodeBvlc(answer));
+    clock.advance(10ms);
+  }
+  EXPECT_THAT(log, ElementsAre(HasSubstr("192.0.2.2:47808 refuses: result 0x0030"), HasSubstr("again")));
 }
 
 TEST_F(BacnetSource, ReadsAheadWhatIsAskedForInTurn) {
