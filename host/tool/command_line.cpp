@@ -21,8 +21,9 @@ const std::map<std::string, Format> kFormats = {
     {"table", Format::kTable}, {"json", Format::kJson}, {"csv", Format::kCsv}};
 
 constexpr const char* kExitStatus =
-    "Exit status: 0 all well, 1 internal error, 2 usage, 3 project file, 4 plug-in, 5 helper not to be reached,\n"
-    "6 helper refuses, 7 some points failed, 8 link serves another project, 130 interrupted.\n\n"
+    "Exit status: 0 all well, 1 internal error, 2 usage, 3 project file, 4 plug-in,\n"
+    "5 helper or device not to be reached, 6 helper refuses, 7 some points failed, 8 link serves another project,\n"
+    "130 interrupted.\n\n"
     "Example:\n  hmi-host --project /opt/project --interface eth0 read --all";
 
 // A leading 0 or 0x would make it a number of another base.

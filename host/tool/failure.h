@@ -13,7 +13,7 @@ enum class ExitStatus : int {
   kUsage = 2,         ///< bad option, unknown point, a value that does not fit, no such network interface
   kProject = 3,       ///< project file missing or broken, or the link is not in it
   kPlugin = 4,        ///< the plug-in cannot be loaded or has another ABI version
-  kUnreachable = 5,   ///< the helper cannot be started or does not answer
+  kUnreachable = 5,   ///< the helper cannot be started or does not answer, or no device does
   kRefused = 6,       ///< the helper refused the configuration or the connection, or answered rubbish
   kPointsFailed = 7,  ///< some points failed
   kTaken = 8,         ///< a helper serves the link for another project

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 
 #include "io/event_loop.h"
@@ -29,6 +30,7 @@ class Commissioning : public testing::Test {
   std::string device(const std::string& link, const std::string& ip) const {
     return "--project " SOURCE_DIR "/examples/plant --still --link " + link + " --address " + ip + " --port " + port_;
   }
+  std::string search() const { return "--interface lo --timeout 0.4 --port " + port_; }
   Tool::Run run(const std::string& arguments) const { return tool_.shell("$TOOL " + arguments); }
 
   const Tool tool_;
@@ -43,16 +45,19 @@ TEST_F(Commissioning, PrintsWhatItsPageShows) {
   const auto examples = support::examplesOf(support::readFile(SOURCE_DIR "/docs/commissioning.md"));
   ASSERT_GT(examples.size(), 4U);
   const std::string dir = tool_.project.dir.path().string();
+  std::filesystem::create_directory(dir + "/new");
   int status = -1;
   for (const support::Example& example : examples) {
     if (example.command == "echo $?") {
       EXPECT_EQ(std::to_string(status) + "\n", example.output);
       continue;
     }
-    std::string command = replaced(example.command, "hmi-host", Tool::program());
-    command = onLoopback(replaced(command, "--interface eth0", "--interface lo --port " + port_));
+    std::string command = replaced(example.command, "hmi-host ", Tool::program() + " ");
+    command = onLoopback(replaced(command, "--interface eth0", search()));
+    command = replaced(command, "/opt/new", dir + "/new");
     const auto run = tool_.shell("cd " + dir + " && " + replaced(command, "/opt/plant", dir) + " 2>&1");
-    EXPECT_EQ(support::shapeOf(replaced(run.out, dir, "/opt/plant")), support::shapeOf(example.output))
+    EXPECT_EQ(support::shapeOf(replaced(replaced(run.out, dir + "/new", "/opt/new"), dir, "/opt/plant")),
+              support::shapeOf(example.output))
         << example.command << '\n'
         << run.out;
     status = run.status;
@@ -75,6 +80,82 @@ TEST_F(Commissioning, CommandsAtAPriorityReachTheDeviceAndAreReleased) {
             "6,SupplyFan.Command,12,true,0,default\n");
 }
 
+// A device that takes nothing but single reads in short frames has the same objects, and one of a taken instance shows.
+TEST_F(Commissioning, SimpleDevicesAreListedLikeOthersAndDuplicatesShow) {
+  const std::string behaviour = tool_.project.dir.write(
+      "simple.json", R"({"maxApdu":50,"segmentation":"none","readMultiple":false,"cov":false})");
+  const support::DeviceProgram simple(device("1", "127.0.0.23") + " --behaviour " + behaviour);
+  ASSERT_NE(simple.readyLine(), "") << simple.err();
+  const std::string others = "127.0.0.21:" + port_;
+  const std::string own = "127.0.0.23:" + port_;
+  const std::string whole = run("--format csv objects " + others).out;
+  const auto listed = run("--format csv objects " + own);
+  EXPECT_EQ(listed.status, 0) << listed.err;
+  EXPECT_EQ(listed.out, replaced(replaced(whole, ",true,true,", ",true,false,"), ",false,true,", ",false,false,"));
+
+  const auto found = run("--format csv discover --from 3001 --to 3001 " + search());
+  EXPECT_EQ(found.status, 0);
+  EXPECT_EQ(found.out,
+            "device,address,network,mac,vendor,model,name,maxApdu,segmentation,services,note\n"
+            "3001," +
+                others +
+                ",,,0,virtual device,bacnet-device 3001,1476,both,RPM WPM COV,duplicate id\n"
+                "3001," +
+                own + ",,,0,virtual device,bacnet-device 3001,50,none,WPM,duplicate id\n");
+  const auto refused = run("objects 3001 " + search());
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_NE(refused.err.find("2 devices have that instance: " + others + "; " + own), std::string::npos) << refused.err;
+
+  const std::string dir = tool_.project.dir.project();
+  std::filesystem::remove(dir + "BACnetLabel.xml");
+  ASSERT_EQ(run("make-project --type analog-input " + search()).status, 0);
+  EXPECT_EQ(run("--format csv links").out, "link,ip,desPort,deviceId,mode,network,points\n1,127.0.0.21," + port_ +
+                                               ",3001,0,0,4\n"
+                                               "2,127.0.0.23," +
+                                               port_ + ",3001,0,0,4\n");
+  const std::string xml = support::readFile(dir + "BACnetLabel.xml");
+  EXPECT_NE(xml.find("<EnableReadPropm>true"), std::string::npos) << xml;
+  EXPECT_NE(xml.find("<EnableReadPropm>false"), std::string::npos);
+}
+
+TEST_F(Commissioning, CtrlCShowsWhatWasFoundByThen) {
+  const auto run = tool_.shell("timeout --preserve-status -s INT 1 " + Tool::program() +
+                               " discover --interface lo --timeout 50 --port " + port_);
+  EXPECT_EQ(run.status, 130);
+  for (const char* each : {"\n  3001  ", "\n  3002  ", "not asked"}) EXPECT_NE(run.out.find(each), std::string::npos);
+}
+
+// From nothing to values through driver and helper.
+TEST_F(Commissioning, AProjectMadeFromADeviceIsReadWrittenReleasedAndExtended) {
+  const std::string dir = tool_.project.dir.project();
+  const std::string file = dir + "BACnetLabel.xml";
+  std::filesystem::remove(file);
+  std::filesystem::copy_file(BIN_DIR "/BACnet_Velix", dir + "BACnet_Velix",
+                             std::filesystem::copy_options::overwrite_existing);
+  ASSERT_EQ(run("objects 3001 --save " + dir + "3001.json " + search()).status, 0);
+  EXPECT_EQ(run("objects 3001 --save " + dir + "3001.json " + search()).status, 2);
+
+  ASSERT_EQ(run("--link $LINK make-project --dry-run " + dir + "3001.json").status, 0);
+  EXPECT_FALSE(std::filesystem::exists(file));
+  ASSERT_EQ(run("--link $LINK make-project --only 'Supply*' --with-release " + dir + "3001.json").status, 0);
+  const std::string before = run("--link $LINK --format csv points").out;
+  EXPECT_EQ(run("check --strict").status, 0) << run("check").out;
+  const auto again = run("--link $LINK --format json make-project --with-flags " + dir + "3001.json");
+  EXPECT_NE(again.out.find("\"kept\":"), std::string::npos);
+  EXPECT_EQ(run("--link $LINK --format csv points").out.substr(0, before.size()), before);  // RegIds are kept
+  const std::string extended = support::readFile(file);
+  EXPECT_EQ(run("--link $LINK make-project --with-flags " + dir + "3001.json").status, 0);
+  EXPECT_EQ(support::readFile(file), extended);
+
+  const auto read = run("--link $LINK read --all");
+  EXPECT_EQ(read.status, 0) << read.err;
+  ASSERT_EQ(run("--link $LINK write SupplyAir.TempSetpoint=21.5").status, 0);
+  EXPECT_NE(run("--link $LINK --format csv priorities SupplyAir.TempSetpoint").out.find(",8,manual operator,21.5,true"),
+            std::string::npos);
+  EXPECT_NE(run("--link $LINK --format csv release SupplyAir.TempSetpoint").out.find(",8,true,0,default"),
+            std::string::npos);
+}
+
 TEST_F(Commissioning, WhatIsWrongIsSaidInALineAndHasItsStatus) {
   const struct {
     std::string line;
@@ -86,6 +167,13 @@ TEST_F(Commissioning, WhatIsWrongIsSaidInALineAndHasItsStatus) {
       {"write 4=1 --priority 5 --dry-run", 2, "excludes"},
       {"release 5", 2, "SupplyAir.Units is units, which has no priorities"},
       {"priorities 1", 7, "SupplyAir.Temp (RegId 1): it has no priority array"},
+      {"objects 127.0.0.99", 5, "127.0.0.99: no answer; check its power"},
+      {"objects 4194303", 2, "neither a device instance nor an address"},
+      {"discover --bbmd 127.0.0.21 " + search(), 5, "does not answer to a registration"},
+      {"discover --router nobody", 2, "--router 'nobody' is no address"},
+      {"discover --from 77 --to 78 " + search(), 5, "no device has answered"},
+      {"make-project /dev/null", 2, "/dev/null"},
+      {"make-project --type valve 127.0.0.21", 2, "there is no object type 'valve'"},
       {"write 4=warm --priority 9", 7, "'warm' is no value of its type"},
       {"--link 2 --interface no_such_if priorities 1", 2, "there is no network interface 'no_such_if'"},
   };

@@ -9,8 +9,8 @@ namespace {
 
 // In the order of the help.
 constexpr AddCommand* kCommands[] = {
-    addInfo,    addLinks, addPoints, addCheck,  addRead,   addWrite,  addPriorities,
-    addRelease, addWatch, addBench,  addDoctor, addImport, addExport,
+    addInfo,  addLinks, addPoints, addCheck,  addRead,   addWrite,    addPriorities, addRelease,
+    addWatch, addBench, addDoctor, addImport, addExport, addDiscover, addObjects,    addMakeProject,
 };
 
 }  // namespace

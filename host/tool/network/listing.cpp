@@ -1,0 +1,92 @@
+#include "host/tool/network/listing.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "bacnet/client/device_text.h"
+#include "bacnet/number/object_types.h"
+#include "bacnet/number/properties.h"
+#include "host/tool/network/device.h"
+#include "host/tool/network/device_record.h"
+#include "host/tool/network/object_reader.h"
+
+namespace tool {
+
+namespace {
+
+// Replaces what is no UTF-8 rather than failing on it.
+std::string lineOf(const Record& record) {
+  return record.dump(-1, ' ', false, Record::error_handler_t::replace);
+}
+
+bool isObject(const Record& record) {
+  const auto isNumber = [&](const char* key) { return record.contains(key) && record[key].is_number_unsigned(); };
+  return record.is_object() && isNumber("type") && isNumber("instance") && record.contains("name") &&
+         record.contains("commandable") && record["commandable"].is_boolean();
+}
+
+bool isDevice(const Record& record) {
+  const auto isText = [&](const char* key) { return record.contains(key) && record[key].is_string(); };
+  return record.is_object() && isText("name") && isText("note") && record.contains("device") &&
+         record["device"].is_number_unsigned() && isText("address");
+}
+
+}  // namespace
+
+std::optional<FoundDevice> identify(CStation& station, const bacnet::DeviceSettings& settings, std::string& problem) {
+  CDevice device(station, settings);
+  const bacnet::ObjectId self{bacnet::object_type::kDevice, settings.deviceId.value_or(bacnet::kLargestInstance)};
+  const auto outcome = device.read({{{self, {bacnet::property::kObjectIdentifier, {}}}, 5}}).front();
+  const bacnet::DeviceProfile& profile = device.profile();
+  if (const auto* failure = std::get_if<bacnet::Failure>(&outcome)) {
+    problem = bacnet::failureText(*failure);
+    return std::nullopt;
+  }
+  const auto& values = std::get<bacnet::Values>(outcome);
+  const auto* id = values.size() == 1 ? std::get_if<bacnet::ObjectId>(&values.front()) : nullptr;
+  if (id == nullptr || !profile.station) {
+    problem = "it does not tell its device instance";
+    return std::nullopt;
+  }
+  const auto maxApdu = static_cast<std::uint32_t>(profile.maxApdu);
+  return FoundDevice{*profile.station, {id->instance, maxApdu, profile.segmentation, profile.vendor}, false};
+}
+
+Listing readListing(CStation& station, const FoundDevice& found) {
+  Listing listing;
+  listing.device = recordOf(readDetails(station, {found}).front());
+  CDevice device(station, settingsOf(found));
+  CObjectReader reader(device);
+  std::vector<bacnet::ObjectId> objects;
+  if (const auto failure = reader.readList(found.iAm.device, objects))
+    listing.problem = fmt::format("the object list is not whole: {}", bacnet::failureText(*failure));
+  listing.objects = reader.readObjects(objects);
+  if (listing.problem.empty() && listing.objects.size() < objects.size())
+    listing.problem = fmt::format("{} of {} objects were read", listing.objects.size(), objects.size());
+  return listing;
+}
+
+std::string toText(const Listing& listing) {
+  std::string text = "{\"device\":" + lineOf(listing.device) + ",\n\"objects\":[";
+  for (const Record& object : listing.objects)
+    text += (&object == listing.objects.data() ? "\n" : ",\n") + lineOf(object);
+  return text + "\n]}\n";
+}
+
+std::optional<Listing> parseListing(const std::string& text, std::string& error) {
+  const Record whole = Record::parse(text, nullptr, false);
+  const bool hasParts = whole.is_object() && whole.contains("device") && whole.contains("objects");
+  if (!hasParts || !isDevice(whole["device"]) || !whole["objects"].is_array()) {
+    error = "it is no list that 'hmi-host objects --save' wrote";
+    return std::nullopt;
+  }
+  Listing listing{whole["device"], whole["objects"], ""};
+  const auto broken = std::find_if_not(listing.objects.begin(), listing.objects.end(), isObject);
+  if (broken == listing.objects.end()) return listing;
+  error =
+      fmt::format("object {} of it lacks type, instance, name or commandable", broken - listing.objects.begin() + 1);
+  return std::nullopt;
+}
+
+}  // namespace tool
