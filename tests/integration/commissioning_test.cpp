@@ -156,6 +156,26 @@ TEST_F(Commissioning, AProjectMadeFromADeviceIsReadWrittenReleasedAndExtended) {
             std::string::npos);
 }
 
+// Lists of devices behind a router on MS/TP, and behind a BBMD.
+TEST_F(Commissioning, ALinkHasTheRouteToItsDevice) {
+  const std::string dir = tool_.project.dir.project();
+  std::filesystem::remove(dir + "BACnetLabel.xml");
+  const std::string object = R"("objects":[{"type":0,"instance":1,"name":"T","commandable":false}]})";
+  tool_.project.dir.write("routed.json", R"({"device":{"device":77,"address":"192.0.2.1:47808","network":5,"mac":"0c",)"
+                                         R"("name":"","note":"","services":["RPM"]},)" +
+                                             object);
+  tool_.project.dir.write("foreign.json", R"({"device":{"device":78,"address":"192.0.2.9:47809","network":null,)"
+                                          R"("name":"","note":"","bbmd":"192.0.2.3"},)" +
+                                              object);
+  ASSERT_EQ(run("make-project " + dir + "routed.json " + dir + "foreign.json").status, 0);
+  EXPECT_EQ(run("check --strict").status, 0) << run("check").out;
+  EXPECT_EQ(run("--format csv links").out,
+            "link,ip,desPort,deviceId,mode,network,points\n1,192.0.2.1,47808,77,1,5,1\n2,192.0.2.3,47808,78,2,0,1\n");
+  const std::string xml = support::readFile(dir + "BACnetLabel.xml");
+  EXPECT_NE(xml.find("<VirtualMac>12</VirtualMac>"), std::string::npos) << xml;
+  EXPECT_NE(xml.find("<MacLen>1</MacLen>"), std::string::npos);
+}
+
 TEST_F(Commissioning, WhatIsWrongIsSaidInALineAndHasItsStatus) {
   const struct {
     std::string line;
