@@ -2,9 +2,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
 #include <utility>
 #include <variant>
 
+#include "bacnet/client/late_outcomes.h"
 #include "bacnet/codec/value_text.h"
 #include "bacnet/number/properties.h"
 #include "helper/source/bacnet_connection.h"
@@ -242,6 +244,7 @@ void CBacnetSource::readCurrent(std::shared_ptr<Writing> writing) {
 void CBacnetSource::sendWrites(std::shared_ptr<Writing> writing) {
   std::vector<std::size_t> asked;
   std::vector<bacnet::WriteItem> items;
+  std::map<bacnet::PropertyAddress, bacnet::Values> changed;  // by this call: several of its points may be bits of one
   for (std::size_t i = 0; i < writing->points.size(); ++i) {
     if (!writing->isOpen(i)) continue;
     const PointWrite& point = writing->points[i];
@@ -249,14 +252,16 @@ void CBacnetSource::sendWrites(std::shared_ptr<Writing> writing) {
     bacnet::Value value = bacnet::Null{};
     if (!bound.plan.isRelease) {
       const auto tag = writtenAs(bound);
-      const ResultCode code =
-          tag ? toDevice(point.value, *point.point, *tag, writing->current[i], value) : ResultCode::kDoesNotFit;
+      const auto before = changed.find(bound.plan.write);
+      const bacnet::Values& current = before == changed.end() ? writing->current[i] : before->second;
+      const ResultCode code = tag ? toDevice(point.value, *point.point, *tag, current, value) : ResultCode::kDoesNotFit;
       if (code != ResultCode::kDone) {
         writing->outcomes[i].code = code;
         note("write", *point.point, bound.writeCode, code, {});
         continue;
       }
     }
+    if (!bound.plan.isRelease) changed[bound.plan.write] = {value};
     items.push_back({bound.plan.write, {std::move(value)}, bound.plan.priority});
     asked.push_back(i);
   }

@@ -160,6 +160,19 @@ TEST_F(BacnetSource, ReadsWritesAndReleases) {
   EXPECT_EQ(writeNow(6, 1.0F), 1031);
 }
 
+TEST_F(BacnetSource, SeveralBitsOfOnePropertyAreWrittenInOneCall) {
+  link->points.push_back(link->points[3]);
+  link->points.back().regId = 9;
+  link->points.back().bitNum = 0;
+  ASSERT_EQ(connect(), ResultCode::kDone);
+  std::vector<Outcome> outcomes;
+  source.write({{&link->points[3], true, 1}, {&link->points[9], false, 1}}, clock.now() + 2500ms,
+               [&](const std::vector<Outcome>& given) { outcomes = given; });
+  ASSERT_TRUE(clock.runUntil([&] { return !outcomes.empty(); }, 2500ms));
+  EXPECT_EQ(device.find({object::kBitstringValue, 1})->values(property::kPresentValue).front(),
+            bacnet::Value(bacnet::BitString({{false, true, true}})));
+}
+
 TEST_F(BacnetSource, SaysAPointsFailureOnceAndItsEnd) {
   ASSERT_EQ(connect(), ResultCode::kDone);
   log.clear();
