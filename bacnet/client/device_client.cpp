@@ -329,6 +329,14 @@ void CDeviceClient::read(std::vector<ReadItem> items, io::TimePoint deadline,
   impl_->reader.read(std::move(items), deadline, std::move(done));
 }
 
+void CDeviceClient::readAnew(std::vector<ReadItem> items, io::TimePoint deadline,
+                             std::function<void(std::vector<ReadOutcome>)> done) {
+  impl_->silence.wanted();
+  impl_->prepare();
+  for (const ReadItem& each : items) impl_->reader.forget(each.address.object);
+  impl_->reader.readAnew(std::move(items), deadline, std::move(done));
+}
+
 void CDeviceClient::write(std::vector<WriteItem> items, io::TimePoint deadline,
                           std::function<void(std::vector<WriteOutcome>)> done) {
   impl_->silence.wanted();

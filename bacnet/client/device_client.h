@@ -102,6 +102,9 @@ class CDeviceClient {
   /// The transaction goes on behind it: a value that comes late answers the next read of the same property within 10 s.
   /// A silent device's items fail at once. Possibly calls back before it returns.
   void read(std::vector<ReadItem> items, io::TimePoint deadline, std::function<void(std::vector<ReadOutcome>)> done);
+  /// The same from the device itself, whatever is known already.
+  void readAnew(std::vector<ReadItem> items, io::TimePoint deadline,
+                std::function<void(std::vector<ReadOutcome>)> done);
   void write(std::vector<WriteItem> items, io::TimePoint deadline, std::function<void(std::vector<WriteOutcome>)> done);
 
   /// How many of `items`, from the first on, the device most likely takes in one request just now.

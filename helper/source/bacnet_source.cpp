@@ -36,7 +36,10 @@ Outcome CBacnetSource::load(const std::shared_ptr<const plant::Link>& link, cons
   if (!readHelperOptions(directory, options, error)) return {ResultCode::kProjectRefused, error};
 
   auto project = std::make_shared<CBoundProject>(link, options);
-  for (const std::string& name : project->releases()) log_("a write to " + name + " releases its priority");
+  const std::vector<std::string> releases = project->releases();
+  if (!project_ || project_->releases() != releases) {  // a host hands the same project over each time it starts
+    for (const std::string& name : releases) log_("a write to " + name + " releases its priority");
+  }
   const std::set<bacnet::ObjectId> objects = project->valueObjects();
   const bool staysConnected = connection_ && isSameRoad(project_->link(), *link) && options == options_ &&
                               std::includes(objects.begin(), objects.end(), subscribed_.begin(), subscribed_.end());

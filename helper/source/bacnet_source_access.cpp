@@ -223,7 +223,7 @@ void CBacnetSource::readCurrent(std::shared_ptr<Writing> writing) {
     return;
   }
   const io::TimePoint deadline = writing->deadline;
-  connection_->client.read(
+  connection_->client.readAnew(
       std::move(items), deadline,
       [this, writing = std::move(writing), asked = std::move(asked)](std::vector<bacnet::ReadOutcome> outcomes) {
         for (std::size_t i = 0; i < asked.size(); ++i) {
@@ -270,18 +270,19 @@ void CBacnetSource::sendWrites(std::shared_ptr<Writing> writing) {
     return;
   }
   const io::TimePoint deadline = writing->deadline;
-  connection_->client.write(std::move(items), deadline,
-                            [this, writing = std::move(writing),
-                             asked = std::move(asked)](const std::vector<bacnet::WriteOutcome>& outcomes) {
-                              for (std::size_t i = 0; i < asked.size(); ++i) {
-                                const std::size_t at = asked[i];
-                                if (outcomes[i]) writing->outcomes[at].code = codeOf(*outcomes[i]);
-                                note("write", *writing->points[at].point, writing->bound(at).writeCode,
-                                     writing->outcomes[at].code,
-                                     outcomes[i] ? helper::wordsOf(*outcomes[i]) : std::string());
-                              }
-                              writing->done(std::move(writing->outcomes));
-                            });
+  connection_->client.write(
+      std::move(items), deadline,
+      [this, writing = std::move(writing),
+       asked = std::move(asked)](const std::vector<bacnet::WriteOutcome>& outcomes) {
+        writing->project->readAhead().dropAll();  // what was asked for meanwhile may be from before
+        for (std::size_t i = 0; i < asked.size(); ++i) {
+          const std::size_t at = asked[i];
+          if (outcomes[i]) writing->outcomes[at].code = codeOf(*outcomes[i]);
+          note("write", *writing->points[at].point, writing->bound(at).writeCode, writing->outcomes[at].code,
+               outcomes[i] ? helper::wordsOf(*outcomes[i]) : std::string());
+        }
+        writing->done(std::move(writing->outcomes));
+      });
 }
 
 // A point's failure is said when it is new, and so is its end.

@@ -215,6 +215,12 @@ TEST_F(BacnetSource, ASubscribedValueIsAnsweredWithoutAsking) {
   EXPECT_EQ(readNow({0}), "25 ");
   EXPECT_EQ(writeNow(0, 26.0F), 0);
   EXPECT_EQ(readNow({0}), "26 ") << "a write is never followed by the value before it";
+
+  auto* const bits = device.find({object::kBitstringValue, 1});
+  bits->set(property::kPresentValue, {bacnet::BitString{{false, false, false}}});  // which nobody is told
+  EXPECT_EQ(writeNow(3, true), 0);
+  EXPECT_EQ(bits->values(property::kPresentValue).front(), bacnet::Value(bacnet::BitString({{false, true, false}})))
+      << "the other bits are the device's, not those remembered";
 }
 
 TEST_F(BacnetSource, AReloadedProjectKeepsItsConnectionUnlessTheRoadChanges) {
