@@ -130,8 +130,7 @@ TEST_F(Commissioning, AProjectMadeFromADeviceIsReadWrittenReleasedAndExtended) {
   const std::string dir = tool_.project.dir.project();
   const std::string file = dir + "BACnetLabel.xml";
   std::filesystem::remove(file);
-  std::filesystem::copy_file(BIN_DIR "/BACnet_Velix", dir + "BACnet_Velix",
-                             std::filesystem::copy_options::overwrite_existing);
+  support::installHelper(dir, BIN_DIR "/BACnet_Velix");
   ASSERT_EQ(run("objects 3001 --save " + dir + "3001.json " + search()).status, 0);
   EXPECT_EQ(run("objects 3001 --save " + dir + "3001.json " + search()).status, 2);
 

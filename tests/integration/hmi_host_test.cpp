@@ -165,7 +165,8 @@ TEST(HmiHost, ALinkThatServesAnotherProjectIsLeftAlone) {
   const std::string other = tool.project.dir.file("other");
   std::filesystem::create_directories(other + "/Devlib/arm");
   tool.project.dir.write("other/BACnetLabel.xml", support::readFile(tool.project.dir.file("BACnetLabel.xml")));
-  std::filesystem::rename(tool.project.dir.file("BACnet_Velix"), other + "/Devlib/arm/BACnet_Velix");
+  std::filesystem::remove(tool.project.dir.file("BACnet_Velix"));
+  support::installHelper(other + "/Devlib/arm/");
   const std::string toolOfOther = "${TOOL% --project*} --project " + other + " --link $LINK ";
   ASSERT_EQ(tool.shell(toolOfOther + "read 1").status, 0);
   for (const char* command : {"info", "read 1", "write 4=20", "watch 1 --count 1", "bench 1 --seconds 0.01"}) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <regex>
 #include <string>
 #include <vector>
@@ -25,6 +26,23 @@ inline std::string symbolXml(int regId, const std::string& name, const std::stri
          "</DataType><BitNum>0</BitNum><PriorityReset>0</PriorityReset></Symbol>";
 }
 
+/// Puts a helper, the simulator by default, into a directory that ends with a separator, under the name that the driver
+/// starts.
+inline void installHelper(const std::string& directory,
+                          const std::string& program = BIN_DIR "/simulator/BACnet_Velix") {
+  const auto overwrite = std::filesystem::copy_options::overwrite_existing;
+  const std::string helper = directory + "BACnet_Velix";
+  const std::string emulator = EMULATOR;
+  if (emulator.empty()) {
+    std::filesystem::copy_file(program, helper, overwrite);
+    return;
+  }
+  // A foreign program cannot be executed as it is: a script in its place starts the emulator with it.
+  std::filesystem::copy_file(program, helper + ".emulated", overwrite);
+  std::ofstream(helper) << "#!/bin/sh\nexec " << emulator << ' ' << helper << ".emulated \"$@\"\n";
+  std::filesystem::permissions(helper, std::filesystem::perms::owner_all);
+}
+
 /// A project directory with the simulator in it, on a link number that no other test or panel uses. Ends the
 /// helper that was started from it, and removes the link's files.
 class HelperProject {
@@ -33,16 +51,7 @@ class HelperProject {
     std::setvbuf(stdout, nullptr, _IONBF,
                  0);                       // a forked child that ends under the thread sanitizer writes its copy out
     setenv("BACNET_VELIX_TRACE", "1", 1);  // for `calls`; the driver hands its environment on
-    const std::string emulator = EMULATOR;
-    if (emulator.empty()) {
-      std::filesystem::copy_file(BIN_DIR "/simulator/BACnet_Velix", dir.file("BACnet_Velix"));
-      return;
-    }
-    // A foreign program cannot be executed as it is: a script in its place starts the emulator with it.
-    std::filesystem::copy_file(BIN_DIR "/simulator/BACnet_Velix", dir.file("BACnet_Velix.emulated"));
-    const std::string script = dir.write(
-        "BACnet_Velix", "#!/bin/sh\nexec " + emulator + " " + dir.file("BACnet_Velix.emulated") + " \"$@\"\n");
-    std::filesystem::permissions(script, std::filesystem::perms::owner_all);
+    installHelper(dir.project());
   }
   ~HelperProject() {
     killHelper();

@@ -198,6 +198,8 @@ TEST_F(Udp, AConnectedSocketOfASharedPortGetsItsPeersDatagramsOnly) {
 }
 
 TEST_F(Udp, AClosedPortIsToldAndDoesNotStick) {
+  if (!std::string(EMULATOR).empty())
+    GTEST_SKIP() << "the emulator does not hand on what the kernel says of closed ports";
   std::optional<Socket> peer(std::in_place, loop, anywhere);
   const Address there = peer->local();
   Socket open(loop, anywhere);
