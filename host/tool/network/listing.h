@@ -10,7 +10,8 @@
 namespace tool {
 
 /// A device with its objects, as they were read or saved.
-struct Listing {
+// The JSON library promises nothing for its moves, which terminate where they fail, as they should.
+struct Listing {                // NOLINT(bugprone-exception-escape)
   Record device;                ///< see host/tool/network/device_record.h
   std::vector<Record> objects;  ///< see host/tool/network/object_reader.h
   std::string problem;          ///< why objects are missing; empty if none are
