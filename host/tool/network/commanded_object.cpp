@@ -18,7 +18,7 @@ namespace {
 
 using bacnet::PropertyId;
 
-constexpr std::size_t kOctetsOfSlots = 16 * 6;
+constexpr std::size_t kOctetsOfSlots = std::size_t{16} * 6;
 constexpr const char* kNotCommanded = "it has no priority array: a write there has no priority, and nothing to release";
 
 bacnet::ReadItem item(const bacnet::ObjectId& object, PropertyId property, std::size_t octets = 8) {
