@@ -27,7 +27,9 @@ class CConverter {
   CConverter(const CConverter&) = delete;
   CConverter& operator=(const CConverter&) = delete;
 
-  bool isOpen() const { return handle_ != reinterpret_cast<iconv_t>(-1); }
+  bool isOpen() const {
+    return handle_ != reinterpret_cast<iconv_t>(-1);  // NOLINT(performance-no-int-to-ptr): as iconv_open says it
+  }
 
   std::optional<std::string> convert(std::string_view text) {
     std::string converted;
