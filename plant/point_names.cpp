@@ -33,7 +33,7 @@ std::string uniqueName(const std::string& wish, const Point& point, const std::v
   name += "_" + std::to_string(point.propId);
   if (isFree(name)) return name;
   for (int number = 2;; ++number) {
-    const std::string numbered = name + "_" + std::to_string(number);
+    std::string numbered = name + "_" + std::to_string(number);
     if (isFree(numbered)) return numbered;
   }
 }

@@ -56,7 +56,7 @@ DeviceChoice deviceChoice(const Options& options, const SearchOptions& search, c
 std::optional<FoundDevice> findDevice(CStation& station, const DeviceChoice& choice) {
   std::string problem;
   if (!choice.search) {
-    const auto found = identify(station, choice.device, problem);
+    auto found = identify(station, choice.device, problem);
     if (!found && !isInterrupted()) complainOfSilence(choice, problem);
     return found;
   }
