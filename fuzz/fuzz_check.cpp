@@ -50,7 +50,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   plant::CProjectWriter project;
   if (project.open(path, error) != 0) return 0;  // it reads comments and the like, too, and may find them broken
-  for (plant::Link link : links) {
+  for (const plant::Link& link : links) {
     for (plant::Point point : link.points) FUZZ_CHECK(project.addPoint(link.linkId, point) == plant::Placement::kKept);
   }
   FUZZ_CHECK(tableOf(copy.hold(project.text())) == plant::toTable(links));

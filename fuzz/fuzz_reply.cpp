@@ -91,6 +91,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   peer.serve(link, raw ? bytes : support::encodeFrame(bytes, {}));
   std::vector<Words> points(std::max<std::size_t>(count, 1));
   std::vector<Words*> values;
+  values.reserve(points.size());
   for (Words& words : points) values.push_back(&words);
   try {
     const std::int32_t result = count == 0 ? link.readPoint({}, points.front())
