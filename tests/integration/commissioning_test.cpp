@@ -153,6 +153,8 @@ TEST_F(Commissioning, AProjectMadeFromADeviceIsReadWrittenReleasedAndExtended) {
             std::string::npos);
   EXPECT_NE(run("--link $LINK --format csv release SupplyAir.TempSetpoint").out.find(",8,true,0,default"),
             std::string::npos);
+  EXPECT_TRUE(tool_.project.signalHelper(SIGTERM));  // in order: killed it would leave the lock of its port behind
+  tool_.project.awaitEnd();
 }
 
 // Lists of devices behind a router on MS/TP, and behind a BBMD.
