@@ -14,6 +14,7 @@ arm_packages=(g++-aarch64-linux-gnu libpugixml-dev:arm64 liblz4-dev:arm64 librtt
 arm_test_packages=(qemu-user libgtest-dev:arm64 libgmock-dev:arm64 zlib1g-dev:arm64)
 bench_packages=(libbenchmark-dev libhiredis-dev libmodbus-dev)
 fuzz_packages=(zlib1g-dev clang-14 libclang-rt-14-dev)
+lint_packages=(clang-tidy-14 clang-tools-14)
 interop_packages=(nodejs ca-certificates tshark iproute2)
 
 if command -v ccache >/dev/null; then
