@@ -11,6 +11,9 @@ namespace tool {
 
 enum class Verdict { kOk, kWarning, kFailed, kSkipped };
 
+/// "ok", "warning", "failed" or "skipped".
+const char* wordOf(Verdict verdict);
+
 /// What one step of an examination found.
 struct Finding {
   Verdict verdict = Verdict::kOk;

@@ -45,6 +45,20 @@ int tryShell(const char* shell) {
 
 }  // namespace
 
+const char* wordOf(Verdict verdict) {
+  switch (verdict) {
+    case Verdict::kOk:
+      return "ok";
+    case Verdict::kWarning:
+      return "warning";
+    case Verdict::kFailed:
+      return "failed";
+    case Verdict::kSkipped:
+      return "skipped";
+  }
+  return "";
+}
+
 Finding ok(const std::string& detail) {
   return {Verdict::kOk, detail, "", ExitStatus::kWell};
 }
