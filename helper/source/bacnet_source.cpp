@@ -33,7 +33,7 @@ CBacnetSource::~CBacnetSource() = default;
 Outcome CBacnetSource::load(const std::shared_ptr<const plant::Link>& link, const std::string& directory) {
   HelperOptions options;
   std::string error;
-  if (!readHelperOptions(directory, options, error)) return {ResultCode::kProjectRefused, error};
+  if (!binding::readHelperOptions(directory, options, error)) return {ResultCode::kProjectRefused, error};
 
   auto project = std::make_shared<CBoundProject>(link, options);
   const std::vector<std::string> releases = project->releases();

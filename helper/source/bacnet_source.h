@@ -8,15 +8,16 @@
 #include <vector>
 
 #include "bacnet/client/device_client.h"
+#include "binding/helper_options.h"
 #include "binding/link_settings.h"
 #include "helper/source/bound_project.h"
-#include "helper/source/helper_options.h"
 #include "helper/source/point_source.h"
 #include "io/datagrams.h"
 #include "io/timers.h"
 
 namespace helper {
 
+using binding::HelperOptions;
 using binding::LinkSettings;
 
 /// Points that a BACnet/IP device has. Says in the log what changes: the device found, silent, back or moved, a

@@ -18,7 +18,7 @@ std::string nameOrNumber(const bacnet::CNameTable& names, std::int32_t number) {
 }  // namespace
 
 // A value whose fault flag has to be looked at, too, is not read in advance.
-CBoundProject::CBoundProject(std::shared_ptr<const plant::Link> link, const HelperOptions& options)
+CBoundProject::CBoundProject(std::shared_ptr<const plant::Link> link, const binding::HelperOptions& options)
     : link_(std::move(link)),
       readAhead_(link_->points.size(), options.isFaultRefused ? io::Duration::zero() : options.readAhead) {
   points_.reserve(link_->points.size());

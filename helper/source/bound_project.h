@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "bacnet/codec/tag.h"
-#include "helper/source/helper_options.h"
+#include "binding/helper_options.h"
 #include "helper/source/point_plan.h"
 #include "helper/source/read_ahead.h"
 #include "plant/project.h"
@@ -26,7 +26,7 @@ struct BoundPoint {
 /// A link with its points bound. Accesses under way hold on to it while another one is loaded.
 class CBoundProject {
  public:
-  CBoundProject(std::shared_ptr<const plant::Link> link, const HelperOptions& options);
+  CBoundProject(std::shared_ptr<const plant::Link> link, const binding::HelperOptions& options);
 
   const plant::Link& link() const { return *link_; }
   /// `point` is one of the link's own.

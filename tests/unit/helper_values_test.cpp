@@ -13,8 +13,8 @@
 #include "bacnet/codec/value_text.h"
 #include "bacnet/number/object_types.h"
 #include "bacnet/number/properties.h"
+#include "binding/helper_options.h"
 #include "binding/link_settings.h"
-#include "helper/source/helper_options.h"
 #include "helper/source/point_plan.h"
 #include "helper/source/value_in.h"
 #include "helper/source/value_out.h"
@@ -23,6 +23,8 @@ namespace helper {
 namespace {
 
 using bacnet::ApplicationType;
+using binding::HelperOptions;
+using binding::parseHelperOptions;
 using binding::parseMac;
 using binding::readLinkSettings;
 using plant::DataType;

@@ -1,4 +1,4 @@
-#include "helper/source/helper_options.h"
+#include "binding/helper_options.h"
 
 #include <fmt/format.h>
 
@@ -11,7 +11,7 @@
 
 #include "io/address.h"
 
-namespace helper {
+namespace binding {
 
 namespace {
 
@@ -112,4 +112,4 @@ bool readHelperOptions(const std::string& directory, HelperOptions& options, std
   return false;
 }
 
-}  // namespace helper
+}  // namespace binding

@@ -8,7 +8,7 @@
 
 #include "io/clock.h"
 
-namespace helper {
+namespace binding {
 
 /// The few choices of a link's helper.json; what is not in the file keeps its default. See docs/bacnet.md.
 struct HelperOptions {
@@ -35,4 +35,4 @@ bool readHelperOptions(const std::string& directory, HelperOptions& options, std
 /// The same for the text of such a file; `error` without the file's name.
 bool parseHelperOptions(const std::string& text, HelperOptions& options, std::string& error);
 
-}  // namespace helper
+}  // namespace binding
