@@ -79,7 +79,7 @@ bool parseHelperOptions(const std::string& text, HelperOptions& options, std::st
   for (const auto& [key, value] : file.items()) {
     const auto setter = setters().find(key);
     if (setter == setters().end()) {
-      error = fmt::format("\"{}\" is no option", key);
+      error = Json(key).dump() + " is no option";  // escaped: a key may have line breaks
       return false;
     }
     try {

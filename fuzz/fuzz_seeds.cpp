@@ -114,6 +114,56 @@ Seeds ruleSeeds() {
           R"([{"function":"*","foreignType":15},{"function":"*","pieces":3},{"function":"*","half":true}])"};
 }
 
+// Messages over a line that loses, doubles and delays; then one side alone.
+Seeds segmentSeeds() {
+  Seeds seeds;
+  for (const char window : {'\1', '\4', '\x10'}) {
+    std::string transfer = {'\2', '\7', window, '\x64', '\3'};
+    for (char fate = 0; fate < 40; ++fate) transfer += {static_cast<char>(fate % 7), fate};
+    seeds.push_back(transfer);
+  }
+  seeds.emplace_back("\0\x20\x19\0\4abc\x19\1\4def\x18\2\4ghi", 19);
+  seeds.emplace_back("\1\1\x10\0\0\x10\0\x10\x10\1\x10\x10", 12);
+  return seeds;
+}
+
+// A point of each type, and a value of each tag that the device has.
+Seeds valueSeeds() {
+  const Seeds answers = {std::string("\0", 1),
+                         "\x11",
+                         "\x21\7",
+                         "\x35\5\x80\xff\xff\xff\xff",
+                         std::string("\x44\x41\xac\0\0", 5),
+                         "\x55\x08\x3f\xb9\x99\x99\x99\x99\x99\x9a",
+                         "\x62\x0f\xf0",
+                         std::string("\x75\5\0K\xc3\xbc"
+                                     "e",
+                                     7),
+                         "\x82\4\xa0",
+                         "\x91\1",
+                         "\xa4\x7e\x0b\x16\xff",
+                         "\xb4\x0c\x1e\xff\xff",
+                         std::string("\xc4\2\0\x12\x67", 5),
+                         "\x21\1\x21\2",
+                         "\x0e\x21\1\x0f",
+                         "\xd1\7"};
+  Seeds seeds;
+  for (char type = 0; type < 7; ++type) {
+    for (const std::string& answer : answers) {
+      const auto tag = static_cast<char>(static_cast<unsigned char>(answer.front()) >> 4U);
+      seeds.push_back(std::string{'\x55', type, '\x41', '\x0f', tag, '\2', '\x41', '\xac', '\0', '\0'} + answer);
+    }
+  }
+  return seeds;
+}
+
+Seeds helperOptionSeeds() {
+  return {R"({"batch": "strict", "priority": 10, "faultCode": true, "ownPort": false, "readAheadMs": 0})",
+          R"({"broadcast": "192.0.2.255", // here
+              "priority": 6})",
+          R"({"bach": "strict"})", "[]", "{}"};
+}
+
 void write(const std::filesystem::path& directory, const Seeds& seeds) {
   std::filesystem::create_directories(directory);
   for (std::size_t i = 0; i < seeds.size(); ++i) {
@@ -143,6 +193,9 @@ int main(int argc, char** argv) {
     write(directory / "rules", ruleSeeds());
     write(directory / "datagram", datagramSeeds());
     write(directory / "apdu", apduSeeds());
+    write(directory / "segment", segmentSeeds());
+    write(directory / "value", valueSeeds());
+    write(directory / "helper_options", helperOptionSeeds());
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "%s\n", failure.what());
     return 1;

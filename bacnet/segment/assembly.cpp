@@ -9,10 +9,13 @@ CAssembly::Taken CAssembly::take(const Segment& segment, std::string_view data) 
   if (distance == 1 && !isComplete_) return takeNext(segment, data);
   if (!hasFirst_) return {};  // only the sender's repetition can help
   if (distance == 0 || distance > 127 || isComplete_) {
-    // A double. That of the segment acknowledged last means that the acknowledgement was lost.
+    // A double. That of the segment acknowledged last means that the acknowledgement was lost. So do as many as a
+    // window has: the sender's began before ours, and its end has come without filling ours.
+    const Step step = isComplete_ ? Step::kComplete : Step::kMore;
     lastSkipped_ = 0;
-    if (distance == 0 && sinceAck_ == 0) return {isComplete_ ? Step::kComplete : Step::kMore, acknowledge(false)};
-    return {isComplete_ ? Step::kComplete : Step::kMore, {}};
+    ++doubles_;
+    if ((distance == 0 && sinceAck_ == 0) || doubles_ >= window_) return {step, acknowledge(false)};
+    return {step, {}};
   }
   return skip(distance);
 }
@@ -24,6 +27,7 @@ CAssembly::Taken CAssembly::takeNext(const Segment& segment, std::string_view da
   lastSkipped_ = 0;
   isComplete_ = !segment.more;
   ++sinceAck_;
+  doubles_ = 0;
   const bool isWindowFull = sinceAck_ >= window_;
   if (!hasFirst_) window_ = std::clamp<std::uint8_t>(segment.window, 1, kSegmentWindow);
   hasFirst_ = true;
@@ -42,6 +46,7 @@ CAssembly::Taken CAssembly::skip(std::uint8_t distance) {
 
 SegmentAck CAssembly::acknowledge(bool isNegative) {
   sinceAck_ = 0;
+  doubles_ = 0;
   SegmentAck ack;
   ack.isNegative = isNegative;
   ack.sequence = last_;

@@ -45,6 +45,7 @@ class CAssembly {
   std::uint8_t last_ = 255;    // sequence number of the newest segment taken: the one before 0 at first
   std::uint8_t sinceAck_ = 0;  // segments taken since the last acknowledgement
   std::uint8_t window_ = 1;    // the first segment is acknowledged alone
+  std::uint8_t doubles_ = 0;   // that came since the last new one or acknowledgement
   std::uint8_t lastSkipped_ =
       0;  // how far ahead the newest segment was that came too early; 0: none since the last one
   bool hasFirst_ = false;

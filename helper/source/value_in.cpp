@@ -1,5 +1,6 @@
 #include "helper/source/value_in.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -58,7 +59,10 @@ std::optional<std::uint32_t> toInteger(const Number& number, std::int32_t size) 
     whole = static_cast<std::int64_t>(*natural);
   } else {
     whole = std::get<std::int64_t>(number);
-    if (whole < least || whole > largest) return std::nullopt;
+    // Not up to `largest`: in two words that would be another, negative number.
+    if (whole < least || whole > std::min<std::int64_t>(largest, std::numeric_limits<std::int32_t>::max())) {
+      return std::nullopt;
+    }
   }
   return static_cast<std::uint32_t>(whole);
 }

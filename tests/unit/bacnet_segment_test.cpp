@@ -2,6 +2,7 @@
 
 #include <deque>
 #include <functional>
+#include <optional>
 
 #include "bacnet/segment/assembly.h"
 #include "bacnet/segment/segmenter.h"
@@ -109,6 +110,19 @@ TEST(Segments, AGapIsComplainedOfOnceARound) {
   EXPECT_TRUE(take(3)) << "the sender has begun anew and lost the same again";
   EXPECT_FALSE(take(2));
   EXPECT_EQ(assembly.message(), "xxx");
+}
+
+TEST(Segments, ARepetitionThatBeginsBeforeOurWindowIsAcknowledged) {
+  CAssembly assembly;
+  const auto take = [&](std::uint8_t sequence) { return assembly.take({sequence, 4, true}, "x").ack; };
+  take(0);
+  take(1);
+  ASSERT_TRUE(take(3)) << "complained of, which the sender does not hear";
+  EXPECT_FALSE(take(2) || take(3) || take(4)) << "three of four since then; the sender's window ends here";
+  std::optional<SegmentAck> ack;
+  for (int i = 1; i <= 4; ++i) ack = take(static_cast<std::uint8_t>(i));
+  ASSERT_TRUE(ack);
+  EXPECT_EQ(ack->sequence, 4);
 }
 
 TEST(Segments, TooMuchIsRefusedWithoutGrowing) {

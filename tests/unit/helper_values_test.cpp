@@ -81,6 +81,7 @@ TEST(ValuesFromADevice, BecomeThePointsTypeOrACode) {
       {"two's complement", pointOf(DataType::kUint), {std::int64_t{-2}}, kOk, "4294967294"},
       {"the least", pointOf(DataType::kUint), {std::int64_t{-2147483648LL}}, kOk, "2147483648"},
       {"below the least", pointOf(DataType::kUint), {std::int64_t{-2147483649LL}}, kNo, ""},
+      {"a signed one that would look negative", pointOf(DataType::kUint), {std::int64_t{2147483648LL}}, kNo, ""},
       {"the largest", pointOf(DataType::kUint), {std::uint64_t{4294967295U}}, kOk, "4294967295"},
       {"above the largest", pointOf(DataType::kUint), {std::uint64_t{4294967296U}}, kNo, ""},
       {"a mask", pointOf(DataType::kUdint), {bits("1011")}, kOk, "13"},
@@ -301,10 +302,11 @@ TEST(HelperOptions, TakeWhatTheyKnowAndNameTheRest) {
   const HelperOptions before = options;
   for (const char* wrong :
        {"", "[]", R"({"priority": 6})", R"({"priority": 17})", R"({"batch": true})", R"({"bach": "strict"})",
-        R"({"broadcast": "1.2.3"})", R"({"ownPort": 1})", R"({"readAheadMs": 10001})"}) {
+        R"({"broadcast": "1.2.3"})", R"({"ownPort": 1})", R"({"readAheadMs": 10001})", R"({"a\nb": 1})"}) {
     error.clear();
     EXPECT_FALSE(parseHelperOptions(wrong, options, error)) << wrong;
     EXPECT_NE(error, "") << wrong;
+    EXPECT_EQ(error.find('\n'), std::string::npos) << "one line";
     EXPECT_EQ(options, before);
   }
 }
