@@ -31,9 +31,12 @@ class CNameTable {
   const NumberName* end_;
 };
 
+constexpr std::uint32_t kNoUnits = 95;  ///< the unit of what has none
+
 extern const CNameTable kObjectTypeNames;
 extern const CNameTable kPropertyNames;
 extern const CNameTable kUnitNames;
+extern const CNameTable kUnitSymbols;  ///< as people write them, where they do: °C; units of one symbol may be several
 extern const CNameTable kConfirmedServiceNames;
 extern const CNameTable kUnconfirmedServiceNames;
 
@@ -44,9 +47,19 @@ extern const CNameTable kAbortReasonNames;
 extern const CNameTable kNetworkRejectReasonNames;  ///< of a Reject-Message-To-Network; in our words
 extern const CNameTable kBvlcResultNames;
 
+extern const CNameTable kActionNames;
+extern const CNameTable kBinaryStateNames;
 extern const CNameTable kDeviceStatusNames;
 extern const CNameTable kEventStateNames;
+extern const CNameTable kLifeSafetyStateNames;
+extern const CNameTable kNotifyTypeNames;
+extern const CNameTable kPolarityNames;
 extern const CNameTable kReliabilityNames;
 extern const CNameTable kSegmentationNames;
+
+// Of bit strings, by the number of the bit.
+extern const CNameTable kLimitNames;
+extern const CNameTable kStatusFlagNames;
+extern const CNameTable kTransitionNames;
 
 }  // namespace bacnet

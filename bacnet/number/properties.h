@@ -71,6 +71,7 @@ constexpr std::uint32_t kWeeklySchedule = 123;
 constexpr std::uint32_t kProtocolRevision = 139;
 constexpr std::uint32_t kActiveCovSubscriptions = 152;
 constexpr std::uint32_t kDatabaseRevision = 155;
+constexpr std::uint32_t kTrackingValue = 164;
 constexpr std::uint32_t kMaxSegmentsAccepted = 167;
 constexpr std::uint32_t kProfileName = 168;
 constexpr std::uint32_t kBitText = 343;

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <utility>
 
+#include "bacnet/number/names.h"
 #include "bacnet/number/object_types.h"
 #include "bacnet/number/properties.h"
 
@@ -53,7 +54,6 @@ constexpr std::array<TypeMeaning, 29> kTypes = {{
     {54, Kind::kPlain, Datatype::kReal, true},            // lighting-output
 }};
 
-constexpr std::uint32_t kNoUnits = 95;
 constexpr std::uint32_t kReliabilities = 23;  // no-fault-detected and the faults behind it
 constexpr std::array<const char*, 4> kStateTexts = {"Off", "Low", "Medium", "High"};
 

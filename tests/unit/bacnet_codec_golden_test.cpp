@@ -172,6 +172,9 @@ TEST(BacnetNumbers, HaveTheStandardsNames) {
       {"event-state", &bacnet::kEventStateNames},
       {"reliability", &bacnet::kReliabilityNames},
       {"segmentation", &bacnet::kSegmentationNames},
+      {"action", &bacnet::kActionNames},
+      {"notify-type", &bacnet::kNotifyTypeNames},
+      {"life-safety-state", &bacnet::kLifeSafetyStateNames},
   };
   std::map<std::string, std::string> spellings;
   for (const auto& row : support::goldenRows("spellings.tsv")) spellings[row.at(0) + row.at(1)] = row.at(2);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -18,12 +19,13 @@ namespace tool {
 
 namespace {
 
-volatile std::sig_atomic_t isNoting = 0;
+std::atomic<int> notes{0};                             // that live
+static_assert(std::atomic<int>::is_always_lock_free);  // a signal handler looks at it
 volatile std::sig_atomic_t wasNoted = 0;
 int wakeUp = -1;  // becomes readable with the first interrupt
 
 extern "C" void onInterrupt(int /*signal*/) {
-  if (isNoting == 0 || wasNoted != 0) {
+  if (notes == 0 || wasNoted != 0) {
     restoreTerminal();
     _exit(static_cast<int>(ExitStatus::kInterrupted));
   }
@@ -47,11 +49,11 @@ void installInterruptHandler() {
 }
 
 CInterruptNote::CInterruptNote() {
-  isNoting = 1;
+  ++notes;
 }
 
 CInterruptNote::~CInterruptNote() {
-  isNoting = 0;
+  --notes;
 }
 
 CInterruptNote::Event CInterruptNote::waitUntil(std::chrono::steady_clock::time_point time, int input) const {

@@ -8,7 +8,7 @@ namespace tool {
 void installInterruptHandler();
 
 /// While one of these lives, the first Ctrl-C or SIGTERM is only noted, so that a long-running command can end in its
-/// own way; a second one ends the process after all. One at a time.
+/// own way; a second one ends the process after all. Several may live at a time, of any thread.
 class CInterruptNote {
  public:
   CInterruptNote();

@@ -9,7 +9,7 @@
 
 namespace tool {
 
-/// One device, asked and waited for. What could not be asked because of Ctrl-C counts as unanswered.
+/// One device, asked and waited for. What could not be asked because the station was stopped counts as unanswered.
 class CDevice {
  public:
   /// `station` outlives the device.
@@ -24,6 +24,7 @@ class CDevice {
   std::vector<bacnet::WriteOutcome> write(const std::vector<bacnet::WriteItem>& items);
 
   const bacnet::DeviceProfile& profile() const { return client_.profile(); }
+  bool isStopped() const { return station_.isStopped(); }
 
  private:
   CStation& station_;

@@ -12,7 +12,6 @@
 #include "bacnet/number/properties.h"
 #include "bacnet/number/services.h"
 #include "host/tool/console/error_relay.h"
-#include "host/tool/console/interrupt.h"
 #include "plant/object_points.h"
 
 namespace tool {
@@ -27,105 +26,44 @@ namespace object_type = bacnet::object_type;
 constexpr std::size_t kElementsAtATime = 50;
 constexpr std::size_t kObjectsAtATime = 10;  // between two looks at Ctrl-C
 constexpr std::size_t kOctetsOfId = 5;
-constexpr std::size_t kOctetsOfText = 40;
+constexpr std::size_t kOctetsOfNumber = 5;
 constexpr std::size_t kOctetsOfList = 1400;
-constexpr const char* kFlagNames[] = {"in-alarm", "fault", "overridden", "out-of-service"};
-
-enum class Kind { kAnalog, kBinary, kMultiState, kOther };
-
-struct TypeTraits {
-  Kind kind = Kind::kOther;
-  bool mayBeCommanded = false;
-};
-
-TypeTraits traitsOf(bacnet::ObjectType type) {
-  switch (type) {
-    case object_type::kAnalogInput:
-    case object_type::kLoop:
-    case object_type::kAccumulator:
-    case object_type::kPulseConverter:
-      return {Kind::kAnalog, false};
-    case object_type::kAnalogOutput:
-    case object_type::kAnalogValue:
-    case object_type::kIntegerValue:
-    case object_type::kLargeAnalogValue:
-    case object_type::kPositiveIntegerValue:
-    case object_type::kLightingOutput:
-      return {Kind::kAnalog, true};
-    case object_type::kBinaryInput:
-      return {Kind::kBinary, false};
-    case object_type::kBinaryOutput:
-    case object_type::kBinaryValue:
-      return {Kind::kBinary, true};
-    case object_type::kMultiStateInput:
-      return {Kind::kMultiState, false};
-    case object_type::kMultiStateOutput:
-    case object_type::kMultiStateValue:
-      return {Kind::kMultiState, true};
-    default:
-      return {Kind::kOther, true};
-  }
-}
 
 // What is worth asking of such an object: none of it is in all devices.
-std::vector<PropertyId> propertiesOf(const ObjectId& object) {
-  std::vector<PropertyId> wanted = {property::kObjectName, property::kDescription};
-  if (plant::presentValueType(object.type) == nullptr) return wanted;
-  const TypeTraits traits = traitsOf(object.type);
-  wanted.insert(wanted.end(), {property::kPresentValue, property::kStatusFlags});
-  if (traits.kind == Kind::kAnalog) wanted.insert(wanted.end(), {property::kUnits, property::kCovIncrement});
-  if (traits.kind == Kind::kBinary) wanted.insert(wanted.end(), {property::kInactiveText, property::kActiveText});
-  if (traits.kind == Kind::kMultiState) wanted.push_back(property::kStateText);
-  if (traits.mayBeCommanded) wanted.push_back(property::kPriorityArray);
-  return wanted;
+std::vector<bacnet::ReadItem> itemsOf(const ObjectId& object) {
+  std::vector<bacnet::ReadItem> items = factItems(object);
+  if (plant::presentValueType(object.type) == nullptr) return items;
+  std::vector<PropertyId> values = {property::kPresentValue, property::kStatusFlags};
+  if (isAnalog(object.type)) values.push_back(property::kCovIncrement);
+  for (const PropertyId each : values) items.push_back({{object, {each, {}}}, kOctetsOfNumber});
+  return items;
 }
 
-bacnet::ReadItem itemOf(const ObjectId& object, PropertyId wanted) {
-  const bool isShort = wanted == property::kPresentValue || wanted == property::kStatusFlags ||
-                       wanted == property::kUnits || wanted == property::kCovIncrement ||
-                       wanted == property::kPriorityArray;
-  // One element tells whether there is a priority array.
-  const auto index = wanted == property::kPriorityArray ? std::optional<bacnet::ArrayIndex>(1) : std::nullopt;
-  return {{object, {wanted, index}}, isShort ? kOctetsOfId : kOctetsOfText};
+template <typename Text>
+Record orNull(const std::optional<Text>& text) {
+  return text ? Record(*text) : Record();
 }
 
-using Answers = std::map<PropertyId, bacnet::Values>;  // of one object; what it does not have is not there
+Record unitsOf(const ObjectFacts& facts) {
+  if (!facts.units) return {};
+  const auto name = bacnet::kUnitNames.name(*facts.units);
+  return name.empty() ? Record(std::to_string(*facts.units)) : Record(name);
+}
 
-Record textOf(const Answers& answers, PropertyId wanted) {
-  const auto found = answers.find(wanted);
+Record valueOf(const Answers& answers) {
+  const auto found = answers.find(property::kPresentValue);
   return found == answers.end() ? Record() : Record(bacnet::describe(found->second));
 }
 
-Record unitsOf(const Answers& answers) {
-  const auto found = answers.find(property::kUnits);
-  if (found == answers.end() || found->second.size() != 1) return {};
-  const auto* units = std::get_if<bacnet::Enumerated>(&found->second.front());
-  const auto name = units ? bacnet::kUnitNames.name(units->number) : std::string_view();
-  return name.empty() ? Record(bacnet::describe(found->second)) : Record(name);
-}
-
-Record statesOf(const Answers& answers, Kind kind) {
-  Record states = Record::array();
-  if (kind == Kind::kBinary) {
-    for (const PropertyId each : {property::kInactiveText, property::kActiveText}) {
-      if (answers.count(each) > 0) states.push_back(textOf(answers, each));
-    }
-    return states.size() == 2 ? states : Record();
-  }
-  const auto found = answers.find(property::kStateText);
-  if (found == answers.end()) return {};
-  for (const bacnet::Value& each : found->second) states.push_back(bacnet::describe(each));
-  return states;
-}
-
-// The text of the state that the present value is in: binary states count from 0, the others from 1.
-Record stateText(const Answers& answers, const Record& states) {
+// The text of the state that the present value is in.
+Record stateText(const ObjectId& object, const Answers& answers, const std::vector<std::string>& states) {
   const auto found = answers.find(property::kPresentValue);
-  if (found == answers.end() || found->second.size() != 1 || !states.is_array()) return {};
-  std::size_t state = states.size();
+  if (found == answers.end() || found->second.size() != 1) return {};
+  std::uint64_t state = states.size();
   if (const auto* binary = std::get_if<bacnet::Enumerated>(&found->second.front())) state = binary->number;
-  if (const auto* number = std::get_if<std::uint64_t>(&found->second.front())) state = *number - 1;
-  return state < states.size() ? states[state] : Record();
+  if (const auto* number = std::get_if<std::uint64_t>(&found->second.front())) state = *number;
+  state -= firstState(object.type);
+  return state < states.size() ? Record(states[state]) : Record();
 }
 
 Record flagsOf(const Answers& answers) {
@@ -134,35 +72,34 @@ Record flagsOf(const Answers& answers) {
   const auto* flags = std::get_if<bacnet::BitString>(&found->second.front());
   if (flags == nullptr) return {};
   Record names = Record::array();
-  for (std::size_t bit = 0; bit < std::size(kFlagNames) && bit < flags->bits.size(); ++bit) {
-    if (flags->bits[bit]) names.push_back(kFlagNames[bit]);
+  for (const bacnet::NumberName& each : bacnet::kStatusFlagNames) {
+    if (each.number < flags->bits.size() && flags->bits[each.number]) names.push_back(each.name);
   }
   return names;
 }
 
 // Notifications need status flags, and of a number the increment that they go by.
-bool isNotified(const Answers& answers, Kind kind) {
+bool isNotified(const ObjectId& object, const Answers& answers) {
   return answers.count(property::kStatusFlags) > 0 && answers.count(property::kPresentValue) > 0 &&
-         (kind != Kind::kAnalog || answers.count(property::kCovIncrement) > 0);
+         (!isAnalog(object.type) || answers.count(property::kCovIncrement) > 0);
 }
 
 Record recordOf(const ObjectId& object, const Answers& answers, bool takesSubscriptions) {
-  const Kind kind = traitsOf(object.type).kind;
+  const ObjectFacts facts = factsOf(object, answers);
   const auto typeName = bacnet::kObjectTypeNames.name(object.type);
   Record record;
   record["type"] = object.type;
   record["typeName"] = typeName.empty() ? Record() : Record(typeName);
   record["instance"] = object.instance;
-  record["name"] = textOf(answers, property::kObjectName);
-  record["value"] = textOf(answers, property::kPresentValue);
-  const Record states = statesOf(answers, kind);
-  record["valueText"] = stateText(answers, states);
-  record["units"] = unitsOf(answers);
+  record["name"] = orNull(facts.name);
+  record["value"] = valueOf(answers);
+  record["valueText"] = stateText(object, answers, facts.states);
+  record["units"] = unitsOf(facts);
   record["flags"] = flagsOf(answers);
-  record["commandable"] = answers.count(property::kPriorityArray) > 0;
-  record["cov"] = takesSubscriptions && isNotified(answers, kind);
-  record["states"] = states;
-  record["description"] = textOf(answers, property::kDescription);
+  record["commandable"] = facts.isCommandable;
+  record["cov"] = takesSubscriptions && isNotified(object, answers);
+  record["states"] = facts.states.empty() ? Record() : Record(facts.states);
+  record["description"] = orNull(facts.description);
   return record;
 }
 
@@ -181,7 +118,7 @@ bacnet::ReadItem listItem(std::uint32_t instance, std::optional<bacnet::ArrayInd
 std::optional<bacnet::Failure> CObjectReader::readList(std::uint32_t instance, std::vector<ObjectId>& objects) {
   const auto whole = device_.read({listItem(instance, std::nullopt, kOctetsOfList)}).front();
   if (const auto* values = std::get_if<bacnet::Values>(&whole)) return addIds(*values, objects), std::nullopt;
-  if (isInterrupted()) return bacnet::Failure{};
+  if (device_.isStopped()) return bacnet::Failure{};
   return readElements(instance, objects);
 }
 
@@ -205,30 +142,46 @@ std::optional<bacnet::Failure> CObjectReader::readElements(std::uint32_t instanc
   return std::nullopt;
 }
 
-std::vector<Record> CObjectReader::readObjects(const std::vector<ObjectId>& objects) {
-  std::vector<Record> records;
-  const auto& services = device_.profile().services.bits;
-  const bool takesSubscriptions =
-      bacnet::service_bit::kSubscribeCov < services.size() && services[bacnet::service_bit::kSubscribeCov];
-  for (std::size_t first = 0; first < objects.size() && !isInterrupted(); first += kObjectsAtATime) {
+void CObjectReader::readEach(const std::vector<ObjectId>& objects,
+                             const std::function<std::vector<bacnet::ReadItem>(const ObjectId&)>& itemsOf,
+                             const std::function<void(const ObjectId&, const Answers&)>& take) {
+  for (std::size_t first = 0; first < objects.size() && !device_.isStopped(); first += kObjectsAtATime) {
     const std::size_t last = std::min(first + kObjectsAtATime, objects.size());
     std::vector<bacnet::ReadItem> items;
     for (std::size_t i = first; i < last; ++i) {
-      for (const PropertyId wanted : propertiesOf(objects[i])) items.push_back(itemOf(objects[i], wanted));
+      const auto own = itemsOf(objects[i]);
+      items.insert(items.end(), own.begin(), own.end());
     }
     const auto outcomes = device_.read(items);
-    if (isInterrupted() || device_.profile().isSilent) break;
+    if (device_.isStopped() || device_.profile().isSilent) break;
     std::map<ObjectId, Answers> answers;
     for (std::size_t i = 0; i < items.size(); ++i) {
       const auto& [object, reference] = items[i].address;
       if (const auto* values = std::get_if<bacnet::Values>(&outcomes[i])) answers[object][reference.property] = *values;
     }
-    for (std::size_t i = first; i < last; ++i)
-      records.push_back(recordOf(objects[i], answers[objects[i]], takesSubscriptions));
-    sayProgress(fmt::format("{} of {} objects read", records.size(), objects.size()));
+    for (std::size_t i = first; i < last; ++i) take(objects[i], answers[objects[i]]);
   }
+}
+
+std::vector<Record> CObjectReader::readObjects(const std::vector<ObjectId>& objects) {
+  std::vector<Record> records;
+  const auto& services = device_.profile().services.bits;
+  const bool takesSubscriptions =
+      bacnet::service_bit::kSubscribeCov < services.size() && services[bacnet::service_bit::kSubscribeCov];
+  readEach(objects, itemsOf, [&](const ObjectId& object, const Answers& answers) {
+    records.push_back(recordOf(object, answers, takesSubscriptions));
+    sayProgress(fmt::format("{} of {} objects read", records.size(), objects.size()));
+  });
   sayProgress("");
   return records;
+}
+
+std::map<ObjectId, ObjectFacts> CObjectReader::readFacts(const std::vector<ObjectId>& objects) {
+  std::map<ObjectId, ObjectFacts> facts;
+  readEach(objects, factItems, [&](const ObjectId& object, const Answers& answers) {
+    if (!answers.empty()) facts.emplace(object, factsOf(object, answers));
+  });
+  return facts;
 }
 
 }  // namespace tool

@@ -21,6 +21,7 @@ using namespace std::chrono_literals;
 constexpr std::uint16_t kSecondsToLive = 60;
 constexpr io::Duration kAgain = 30s;
 constexpr io::Duration kRegistration = 3s;
+constexpr io::Duration kLook = 100ms;  // from one look at what may stop it to the next
 constexpr std::uint32_t kLoopbackNet = 127;
 
 bool isLoopback(const io::NetworkInterface& each) {
@@ -98,12 +99,12 @@ void CStation::registerAt(const io::Address& bbmd) {
 }
 
 bool CStation::waitFor(const std::function<bool()>& isDone, io::Duration limit) {
-  bool isOver = false;
-  const io::CTimer timer = loop_.after(limit, [&] {
-    isOver = true;
-    wake();
-  });
-  while (!isDone() && !isOver && !isInterrupted()) loop_.run();
+  const io::TimePoint end = loop_.now() + limit;
+  while (!isDone() && !isStopped() && loop_.now() < end) {
+    const io::TimePoint look = stopped_ ? std::min(end, loop_.now() + kLook) : end;
+    const io::CTimer timer = loop_.at(look, [this] { wake(); });
+    loop_.run();
+  }
   return isDone();
 }
 

@@ -5,6 +5,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "bacnet/client/device_client.h"
 #include "bacnet/network/network.h"
@@ -21,7 +22,7 @@ struct StationOptions {
 };
 
 /// This program as a BACnet station of its own: neither plug-in nor helper take part. While it lives, Ctrl-C is noted
-/// and ends each wait. One at a time.
+/// and ends each wait. Used by one thread; others may have stations of their own.
 class CStation {
  public:
   /// Throws CFailure: usage when there is no such interface, unreachable when there is no socket to be had, or when the
@@ -35,9 +36,12 @@ class CStation {
   io::Address broadcast() const { return {io::kBroadcastIp, port_}; }
 
   /// Serves the network until `isDone`, which is looked at again after each `wake`, until `limit` has passed, or until
-  /// Ctrl-C. Result: whether it is done.
+  /// it is stopped. Result: whether it is done.
   bool waitFor(const std::function<bool()>& isDone, io::Duration limit);
   void wake() { loop_.stop(0); }
+  /// Has `isStopped` stop the station as Ctrl-C does; it is looked at ten times a second.
+  void stopWhen(std::function<bool()> isStopped) { stopped_ = std::move(isStopped); }
+  bool isStopped() const { return isInterrupted() || (stopped_ && stopped_()); }
 
   /// Hands on what comes in until it is taken back.
   void attach(bacnet::CDeviceClient& client) { clients_.insert(&client); }
@@ -58,6 +62,7 @@ class CStation {
   bacnet::CNetwork network_;
   std::set<bacnet::CDeviceClient*> clients_;
   bacnet::CNetwork::ApduHandler listener_;
+  std::function<bool()> stopped_;
 };
 
 }  // namespace tool
