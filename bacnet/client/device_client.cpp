@@ -99,7 +99,7 @@ CDeviceClient::Impl::Impl(CNetwork& networkUsed, io::CTimers& timersUsed, Device
   });
   reader.setCache([this](const PropertyAddress& address) { return subscriptions.value(address); });
   reader.onValue(
-      [this](const PropertyAddress& address, const Values& values) { subscriptions.onRead(address, values); });
+      [this](const PropertyAddress& address, const Values* values) { subscriptions.onRead(address, values); });
   writer.onWrite([this](const ObjectId& object) {
     reader.forget(object);
     subscriptions.drop(object);
@@ -228,6 +228,7 @@ void CDeviceClient::Impl::onIAm(const Incoming& from, const IAm& answer) {
   const bool isHere = isFromDevice(from);
   const auto& expected = state.settings.deviceId;
   if (expected && *expected != answer.device) {
+    if (isHere) subscriptions.onIAm();
     if (!isHere || strangers.size() >= kMostStrangers || !strangers.insert(answer.device).second) return;
     return state.tell("device " + std::to_string(answer.device) + " says that it is at the address of " +
                       deviceText(state));

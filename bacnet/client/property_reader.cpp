@@ -184,8 +184,9 @@ void CPropertyReader::CReadCall::take(std::size_t i, std::uint64_t number, ReadO
   const auto& address = item(i).address;
   if (reader_.isOutdated(address.object, number)) return settle(i, std::move(outcome));
   const auto* values = std::get_if<Values>(&outcome);
-  if (values && reader_.value_) reader_.value_(address, *values);
   const auto* failure = std::get_if<Failure>(&outcome);
+  const bool isFromDevice = values || failure->kind == Failure::Kind::kError;
+  if (isFromDevice && reader_.value_) reader_.value_(address, values);
   const bool isNews = !failure || failure->kind != Failure::Kind::kSilent;
   if (!isSettled(i)) {
     settle(i, std::move(outcome));

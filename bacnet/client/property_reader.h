@@ -20,12 +20,12 @@ class CPropertyReader {
   using Done = std::function<void(std::vector<ReadOutcome>)>;
   /// A value that is known without asking, or none.
   using Cache = std::function<const Values*(const PropertyAddress& address)>;
-  using ValueHandler = std::function<void(const PropertyAddress& address, const Values& values)>;
+  using ValueHandler = std::function<void(const PropertyAddress& address, const Values* values)>;
 
   CPropertyReader(io::CTimers& timers, CDeviceQueue& queue, const DeviceState& state);
 
   void setCache(Cache cache) { cache_ = std::move(cache); }
-  /// Every value that comes from the device.
+  /// Every value that comes from the device, null for an error instead of one.
   void onValue(ValueHandler handler) { value_ = std::move(handler); }
 
   /// As CDeviceClient::read.

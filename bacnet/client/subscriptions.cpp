@@ -60,7 +60,7 @@ bool CSubscriptions::isDue() const {
 }
 
 void CSubscriptions::resume() {
-  if (due_.empty() || isUnderWay_) return;
+  if (due_.empty() || underWay_) return;
   if (!isDue()) {
     dueTimer_ = timers_.at(due_.begin()->first, [this] { resume(); });
   } else if (!state_.profile.isSilent) {
@@ -69,9 +69,9 @@ void CSubscriptions::resume() {
 }
 
 std::optional<Request> CSubscriptions::nextRequest() {
-  if (isUnderWay_ || !isDue()) return std::nullopt;
-  isUnderWay_ = true;
+  if (underWay_ || !isDue()) return std::nullopt;
   const ObjectId object = due_.begin()->second;
+  underWay_ = object;
   auto& point = points_[object];
   if (!isSubscribed(point))
     point.current.reset();  // of a subscription that has ended: changes since then were not told
@@ -85,7 +85,7 @@ std::optional<Request> CSubscriptions::nextRequest() {
 }
 
 void CSubscriptions::onAnswer(const ObjectId& object, const Answer& answer) {
-  isUnderWay_ = false;
+  underWay_.reset();
   auto& entry = *points_.find(object);
   switch (answer.kind) {
     case Answer::Kind::kAck:
@@ -172,9 +172,19 @@ void CSubscriptions::drop(const ObjectId& object) {
   if (entry != points_.end()) entry->second.current.reset();
 }
 
+/// A confirmed notification whose acknowledgement was lost, or itself at first, comes again seconds later: by then the
+/// value may have been changed, or written. It tells how long the subscription lasted when it was made.
+bool CSubscriptions::isLate(const Point& point, const CovNotification& notification) const {
+  if (!countsDown_ || !isSubscribed(point) || underWay_ == notification.object) return false;
+  return timers_.now() + std::chrono::seconds(notification.timeRemaining) > point.until + kLateFrom;
+}
+
 void CSubscriptions::onNotification(const CovNotification& notification) {
   const auto entry = points_.find(notification.object);
   if (notification.process != state_.settings.process || entry == points_.end()) return;
+  if (isLate(entry->second, notification)) return entry->second.current.reset();
+  const std::chrono::seconds remaining(notification.timeRemaining);
+  if (remaining.count() > 0 && remaining < kSubscriptionLifetime - kCompareEvery) countsDown_ = true;
   for (const auto& reported : notification.values) {
     if (!isPresentValue(reported.reference)) continue;
     auto& point = entry->second;
@@ -185,26 +195,28 @@ void CSubscriptions::onNotification(const CovNotification& notification) {
   }
 }
 
-void CSubscriptions::onRead(const PropertyAddress& address, const Values& values) {
+void CSubscriptions::onRead(const PropertyAddress& address, const Values* values) {
   if (points_.empty()) return;
   const auto entry = points_.find(address.object);
   if (entry == points_.end()) return;
   auto& point = entry->second;
-  if (isIncrement(address.reference)) {
-    point.increment = numberOf(values);
+  if (values == nullptr) {
+    if (isPresentValue(address.reference)) point.current.reset();
+  } else if (isIncrement(address.reference)) {
+    point.increment = numberOf(*values);
   } else if (!isPresentValue(address.reference) || !isSubscribed(point) || point.reported.empty()) {
     return;
-  } else if (isWithin(point.reported, values, point.increment.value_or(0))) {
-    point.current = values;
+  } else if (isWithin(point.reported, *values, point.increment.value_or(0))) {
+    point.current = *values;
     point.differs.reset();
   } else {
     point.current.reset();
-    point.seen = values;
+    point.seen = *values;
     if (point.differs) return;
     point.differs = timers_.now();
     differing_.insert(address.object);
     if (differing_.size() == 1) judgeTimer_ = timers_.after(kNotificationMayCome, [this] { judge(); });
-    if (numberOf(values) && !point.increment) compare_({ReadItem{{address.object, kIncrement}}});
+    if (numberOf(*values) && !point.increment) compare_({ReadItem{{address.object, kIncrement}}});
   }
 }
 

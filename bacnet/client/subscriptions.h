@@ -24,6 +24,7 @@ constexpr std::chrono::seconds kHeardWithin{15};
 constexpr std::chrono::seconds kCompareEvery{10};
 constexpr std::size_t kCompareRounds = 6;                // in which each subscribed point has had its turn
 constexpr std::chrono::seconds kNotificationMayCome{5};  // after a read that brought another value
+constexpr std::chrono::milliseconds kLateFrom{1500};     // on the way, and a device counts whole seconds
 constexpr std::chrono::seconds kForgottenAtMost{60};     // believed once in so long
 constexpr std::chrono::seconds kCompareAllAtMost{60};    // likewise
 
@@ -52,7 +53,8 @@ class CSubscriptions {
   void renewAll();
   /// A write to this object: what is known of it is out of date.
   void drop(const ObjectId& object);
-  void onRead(const PropertyAddress& address, const Values& values);
+  /// `values`: null where the device has none to give.
+  void onRead(const PropertyAddress& address, const Values* values);
   void onNotification(const CovNotification& notification);
 
  private:
@@ -72,6 +74,7 @@ class CSubscriptions {
 
   void setDue(Points::value_type& entry, io::TimePoint due);
   bool isDue() const;
+  bool isLate(const Point& point, const CovNotification& notification) const;
   bool isSubscribed(const Point& point) const { return timers_.now() < point.until; }
   std::optional<Request> nextRequest();
   void onAnswer(const ObjectId& object, const Answer& answer);
@@ -89,7 +92,8 @@ class CSubscriptions {
   Points points_;
   std::set<std::pair<io::TimePoint, ObjectId>> due_;
   std::shared_ptr<CSubscribing> subscribing_;  // one request at a time
-  bool isUnderWay_ = false;
+  std::optional<ObjectId> underWay_;
+  bool countsDown_ = false;  // the device tells how long a subscription lasts from then on
   bool isRefusedAtAll_ = false;
   bool isFull_ = false;         // the device has told that it has no room for more
   std::size_t subscribed_ = 0;  // times that something was, to spread the renewals

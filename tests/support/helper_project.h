@@ -28,8 +28,8 @@ inline std::string symbolXml(int regId, const std::string& name, const std::stri
 
 /// Puts a helper, the simulator by default, into a directory that ends with a separator, under the name that the driver
 /// starts.
-inline void installHelper(const std::string& directory,
-                          const std::string& program = BIN_DIR "/simulator/BACnet_Velix") {
+const std::string kSimulator = BIN_DIR "/simulator/BACnet_Velix";
+inline void installHelper(const std::string& directory, const std::string& program = kSimulator) {
   const auto overwrite = std::filesystem::copy_options::overwrite_existing;
   const std::string helper = directory + "BACnet_Velix";
   const std::string emulator = EMULATOR;
@@ -43,15 +43,15 @@ inline void installHelper(const std::string& directory,
   std::filesystem::permissions(helper, std::filesystem::perms::owner_all);
 }
 
-/// A project directory with the simulator in it, on a link number that no other test or panel uses. Ends the
+/// A project directory with a helper in it, on a link number that no other test or panel uses. Ends the
 /// helper that was started from it, and removes the link's files.
 class HelperProject {
  public:
-  HelperProject() : link(nextLink()) {
+  explicit HelperProject(const std::string& helper = kSimulator) : link(nextLink()) {
     std::setvbuf(stdout, nullptr, _IONBF,
                  0);                       // a forked child that ends under the thread sanitizer writes its copy out
     setenv("BACNET_VELIX_TRACE", "1", 1);  // for `calls`; the driver hands its environment on
-    installHelper(dir.project());
+    installHelper(dir.project(), helper);
   }
   ~HelperProject() {
     killHelper();

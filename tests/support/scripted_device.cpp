@@ -229,7 +229,7 @@ Values CScriptedDevice::get(ObjectId object) const {
 }
 
 void CScriptedDevice::notify(ObjectId object, std::uint32_t process, bool confirmed) {
-  CovNotification notification{process, self_.instance, object, 300, {}};
+  CovNotification notification{process, self_.instance, object, timeRemaining, {}};
   notification.values.resize(2);  // the value not first: it has to be told by its property
   notification.values[0].reference = {property::kStatusFlags, {}};
   notification.values[0].values = {BitString{{false, false, false, false}}};

@@ -51,7 +51,8 @@ class CScriptedDevice {
   std::map<bacnet::ObjectId, bacnet::SubscribeCov> subscriptions;
   std::size_t whoIs = 0;
   int notifications = 0;
-  std::vector<bacnet::Apdu> heard;  ///< what answers to its own requests, views gone
+  std::uint32_t timeRemaining = 300;  ///< that its notifications tell
+  std::vector<bacnet::Apdu> heard;    ///< what answers to its own requests, views gone
 
   void set(bacnet::ObjectId object, bacnet::Value value);  ///< present value; notifies who has subscribed
   bacnet::Values get(bacnet::ObjectId object) const;

@@ -106,6 +106,28 @@ TEST_F(Cov, WhatWasReadBeforeAWriteIsNotTheValueAfterIt) {
   EXPECT_EQ(known(1), "7 (asked)");
 }
 
+TEST_F(Cov, ANotificationThatComesSecondsLateIsNotTheValue) {
+  subscribe(1, true);
+  wait(seconds(30));
+  device.timeRemaining = 270;
+  device.set(analog(0), 5.0F);
+  wait(milliseconds(10));
+  EXPECT_EQ(known(0), "5");
+  wait(seconds(3));
+  device.notify(analog(0), 1, true);  // the same again, but by now
+  device.properties[presentValue(analog(0))] = Values{6.0F};
+  wait(milliseconds(10));
+  EXPECT_EQ(known(0), "6 (asked)");
+}
+
+TEST_F(Cov, AnErrorInPlaceOfAValueEndsIt) {
+  subscribe(6);
+  device.properties[presentValue(analog(3))] = Error{1, error_code::kUnknownObject};
+  EXPECT_EQ(known(3), "3");
+  wait(seconds(61));
+  EXPECT_EQ(known(3), "error 31 (asked)");
+}
+
 TEST_F(Cov, AValueOfASubscriptionThatEndedDoesNotComeBack) {
   subscribe(1);
   bool answers = false;
