@@ -54,6 +54,7 @@ constexpr std::array<TypeMeaning, 29> kTypes = {{
     {54, Kind::kPlain, Datatype::kReal, true},            // lighting-output
 }};
 
+constexpr std::uint32_t kLargestUnit = 65535;
 constexpr std::uint32_t kReliabilities = 23;  // no-fault-detected and the faults behind it
 constexpr std::array<const char*, 4> kStateTexts = {"Off", "Low", "Medium", "High"};
 
@@ -104,7 +105,9 @@ void addStatus(CObject& object, bool isRequired) {
 }
 
 void addAnalog(CObject& object, Datatype datatype) {
-  object.add(property::kUnits, single(Datatype::kEnumerated, Enumerated{kNoUnits}, true));
+  Property units = single(Datatype::kEnumerated, Enumerated{kNoUnits}, true, Access::kAlways);
+  units.range = {0, kLargestUnit};
+  object.add(property::kUnits, std::move(units));
   Property increment = single(datatype, datatype == Datatype::kDouble ? Value(0.1) : Value(0.1F), false);
   if (datatype == Datatype::kUnsigned || datatype == Datatype::kSigned) {
     increment = single(Datatype::kUnsigned, std::uint64_t{1}, false);

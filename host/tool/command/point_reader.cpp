@@ -11,6 +11,13 @@ std::vector<Access> prepareReads(CSession& session, const std::vector<plant::Poi
   return accesses;
 }
 
+std::vector<plant::Point> CPointReader::points() const {
+  std::vector<plant::Point> points;
+  points.reserve(accesses_.size());
+  for (const Access& access : accesses_) points.push_back(access.point);
+  return points;
+}
+
 CPointReader::CPointReader(const Options& options, const PointChoice& choice)
     : CPointReader(options, choice.pointsOf(readPresentLink(options))) {}
 

@@ -27,6 +27,7 @@ class CPointReader {
   /// What the last round brought, in the order of the points. Valid until the next round.
   std::vector<Result> results() const { return resultsOf(accesses_, readResult); }
 
+  std::vector<plant::Point> points() const;
   const CStatistics& statistics() const { return statistics_; }
   std::uint32_t connects() const { return session_->connects(); }
 

@@ -8,6 +8,7 @@
 
 #include "host/tool/command/commands.h"
 #include "host/tool/command/point_reader.h"
+#include "host/tool/command/point_texts.h"
 #include "host/tool/console/error_relay.h"
 #include "host/tool/console/interrupt.h"
 #include "host/tool/console/keyboard.h"
@@ -23,6 +24,7 @@ struct WatchOptions {
   PointChoice choice;
   int intervalMs = 1000;
   int count = 0;  // 0: without end
+  bool isInWords = false;
   ViewOptions view;
 };
 
@@ -114,8 +116,11 @@ class CWatch {
 
 ExitStatus watchPoints(const Options& options, COutput& output, const WatchOptions& own) {
   CPointReader reader(options, own.choice);
+  ViewOptions shown = own.view;
+  if (own.isInWords) shown.facts = askForTextsOfValues(options, reader.points());
+  if (isInterrupted()) return ExitStatus::kInterrupted;
   const bool hasScreen = isScreen(output, options.format, own);
-  const auto view = hasScreen ? makeScreenView(output, own.view) : makeLineView(output, options.format, own.view);
+  const auto view = hasScreen ? makeScreenView(output, shown) : makeLineView(output, options.format, shown);
   const auto keyboard = hasScreen ? std::make_unique<CKeyboard>() : nullptr;
   CWatch watch(reader, *view, keyboard.get());
 
@@ -141,6 +146,7 @@ void addWatch(CLI::App& app, Action& action) {
   command->add_option("--precision", own->view.precision, "digits behind the point of REAL and DOUBLE in a table")
       ->type_name("N")
       ->check(CLI::Range(0, 17).description(""));
+  addTextsFlag(*command, own->isInWords);
   setExample(*command, "hmi-host --project /opt/project watch SupplyAir.Temp SupplyFan.Speed --interval 500");
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "host/tool/view/result_view.h"
+#include "host/tool/view/text_view.h"
 #include "host/tool/view/watch_view.h"
 
 namespace tool {
@@ -21,8 +22,8 @@ std::string timeText(Format format) {
   return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", fmt::gmtime(seconds), ms);
 }
 
-std::vector<Column> timedColumns() {
-  std::vector<Column> columns = resultColumns();
+std::vector<Column> timedColumns(Format format, const ViewOptions& options) {
+  std::vector<Column> columns = options.facts.empty() ? resultColumns() : textColumns(format);
   columns.insert(columns.begin(), {"time", "Time"});
   return columns;
 }
@@ -30,7 +31,7 @@ std::vector<Column> timedColumns() {
 class CLineView : public CWatchView {
  public:
   CLineView(COutput& output, Format format, const ViewOptions& options)
-      : format_(format), options_(options), writer_(output, format, timedColumns()) {
+      : format_(format), options_(options), writer_(output, format, timedColumns(format, options)) {
     if (format != Format::kTable) options_.precision.reset();
   }
 
@@ -39,7 +40,8 @@ class CLineView : public CWatchView {
     if (last_.empty()) reserveColumns(results);
     last_.resize(results.size());
     for (std::size_t i = 0; i < results.size(); ++i) {
-      const Record record = recordOf(results[i], options_.precision);
+      Record record = recordOf(results[i], options_.precision);
+      if (!options_.facts.empty()) addTexts(record, results[i], options_.facts[i]);
       if (options_.isOnChange && record == last_[i]) continue;
       last_[i] = record;
       Record timed;
@@ -53,7 +55,8 @@ class CLineView : public CWatchView {
  private:
   // A longer value in a later round would move the columns.
   void reserveColumns(const std::vector<Result>& results) {
-    for (const Result& result : results) writer_.fit(wideRecordOf(result.point()));
+    for (std::size_t i = 0; i < results.size(); ++i)
+      writer_.fit(wideRecordOf(results[i].point(), options_.facts.empty() ? nullptr : &options_.facts[i]));
   }
 
   Format format_;

@@ -6,11 +6,13 @@
 #include <cstdlib>
 #include <optional>
 #include <type_traits>
+#include <utility>
 #include <variant>
 
 #include "host/tool/console/error_relay.h"
 #include "host/tool/link/helper_files.h"
 #include "host/tool/link/result_codes.h"
+#include "host/tool/view/text_view.h"
 
 namespace tool {
 
@@ -78,12 +80,16 @@ std::string valueText(const Result& result) {
   return fieldText(jsonOf(*result.value));
 }
 
-Record wideRecordOf(const plant::Point& point) {
+Record wideRecordOf(const plant::Point& point, const PointFacts* facts) {
   Record record;
   record["regId"] = point.regId;
   record["name"] = point.fullName();
   record["value"] = std::string(usualWidth(point.type), ' ');
   record["type"] = typeOf(point);
+  if (facts == nullptr) return record;
+  record["text"] = widestText(*facts, usualWidth(point.type));
+  record["object"] = objectText(point);
+  record["property"] = propertyText(point);
   return record;
 }
 
@@ -110,8 +116,12 @@ std::string typeText(const plant::Point& point) {
   return point.dataTypeWord.empty() ? "whole number" : point.dataTypeWord;
 }
 
-void addTo(CRecordWriter& writer, const std::vector<Result>& results) {
-  for (const Result& result : results) writer.add(recordOf(result), result.isGood ? Tone::kPlain : Tone::kBad);
+void addTo(CRecordWriter& writer, const std::vector<Result>& results, const std::vector<PointFacts>& facts) {
+  for (std::size_t i = 0; i < results.size(); ++i) {
+    Record record = recordOf(results[i]);
+    if (!facts.empty()) addTexts(record, results[i], facts[i]);
+    writer.add(std::move(record), results[i].isGood ? Tone::kPlain : Tone::kBad);
+  }
 }
 
 void complainOf(const std::vector<Result>& results, const Options& options) {

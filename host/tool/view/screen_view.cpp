@@ -7,6 +7,7 @@
 #include <string>
 
 #include "host/tool/view/result_view.h"
+#include "host/tool/view/text_view.h"
 #include "host/tool/view/trend.h"
 #include "host/tool/view/watch_view.h"
 
@@ -22,7 +23,10 @@ constexpr const char* kRestOfScreen = "\x1b[J";
 constexpr const char* kKeys = "arrows and page keys scroll, f failures first, q ends";
 constexpr std::size_t kLinesAround = 4;  // header, state, keys, and the cursor's
 
-std::vector<Column> screenColumns() {
+std::vector<Column> screenColumns(bool isInWords) {
+  if (isInWords)
+    return {{"regId", "RegId", true}, {"name", "Name"},     {"text", "Value", true}, {"code", "Code", true},
+            {"trend", "Trend"},       {"object", "Object"}, {"property", "Property"}};
   return {{"regId", "RegId", true}, {"name", "Name"}, {"value", "Value", true}, {"code", "Code", true},
           {"trend", "Trend"},       {"type", "Type"}, {"words", "Words"}};
 }
@@ -41,7 +45,8 @@ const char* wordOf(WatchState::Helper helper) {
 
 class CScreenView : public CWatchView {
  public:
-  CScreenView(COutput& output, const ViewOptions& options) : output_(output), precision_(options.precision) {}
+  CScreenView(COutput& output, const ViewOptions& options)
+      : output_(output), precision_(options.precision), facts_(options.facts) {}
 
   void show(const std::vector<Result>& results, const WatchState& state) override {
     state_ = state;
@@ -51,6 +56,7 @@ class CScreenView : public CWatchView {
       row.isGood = results[i].isGood;
       row.trend.add(row.isGood ? results[i].value : std::nullopt);
       row.record = recordOf(results[i], precision_);
+      if (!facts_.empty()) addTexts(row.record, results[i], facts_[i]);
       row.record["trend"] = row.trend.text();
       table_.fit(row.record);
       if (row.isGood) lastGood_ = system_clock::now();
@@ -142,7 +148,8 @@ class CScreenView : public CWatchView {
 
   COutput& output_;
   std::optional<int> precision_;
-  CTable table_{screenColumns()};
+  std::vector<PointFacts> facts_;
+  CTable table_{screenColumns(!facts_.empty())};
   std::vector<Row> rows_;
   WatchState state_;
   system_clock::time_point lastGood_;

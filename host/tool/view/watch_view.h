@@ -7,6 +7,7 @@
 #include "host/tool/console/keyboard.h"
 #include "host/tool/console/output.h"
 #include "host/tool/link/results.h"
+#include "host/tool/network/point_facts.h"
 #include "host/tool/options.h"
 
 namespace tool {
@@ -32,8 +33,9 @@ class CWatchView {
 };
 
 struct ViewOptions {
-  bool isOnChange = false;       ///< lines only for points whose value or code differs from the last line
-  std::optional<int> precision;  ///< digits behind the point of a REAL or DOUBLE in a table
+  bool isOnChange = false;        ///< lines only for points whose value or code differs from the last line
+  std::optional<int> precision;   ///< digits behind the point of a REAL or DOUBLE in a table
+  std::vector<PointFacts> facts;  ///< one a result, which are then shown in words; or empty
 };
 
 /// A line per point and round.
