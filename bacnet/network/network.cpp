@@ -15,6 +15,12 @@ bool isImpossible(const NetworkAddress& source) {
   return source.network == kLocalNetwork || source.network == kGlobalNetwork || source.mac.empty();
 }
 
+Npdu whoIsRouter(std::string_view networks) {
+  Npdu npdu;
+  npdu.message = NetworkMessage{static_cast<std::uint8_t>(NetworkMessageType::kWhoIsRouterToNetwork), 0, networks};
+  return npdu;
+}
+
 }  // namespace
 
 struct CNetwork::Impl {
@@ -163,9 +169,12 @@ void CNetwork::broadcastThrough(const io::Address& router, std::uint16_t network
 
 void CNetwork::askForRouter(const io::Address& broadcast, std::uint16_t network) {
   const std::string data = encodeNetworks({network});
-  Npdu npdu;
-  npdu.message = NetworkMessage{static_cast<std::uint8_t>(NetworkMessageType::kWhoIsRouterToNetwork), 0, data};
-  impl_->broadcast(broadcast, npdu);
+  impl_->broadcast(broadcast, whoIsRouter(data));
+}
+
+void CNetwork::askRouter(const io::Address& router, std::uint16_t network) {
+  const std::string data = encodeNetworks({network});
+  impl_->send(router, BvlcFunction::kOriginalUnicast, whoIsRouter(data));
 }
 
 void CNetwork::registerForeignDevice(const io::Address& bbmd, std::uint16_t secondsToLive, io::Duration again) {

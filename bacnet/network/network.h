@@ -69,6 +69,8 @@ class CNetwork {
   void broadcastThrough(const io::Address& router, std::uint16_t network, const Apdu& apdu);
   /// Who-Is-Router-To-Network, to everybody at hand.
   void askForRouter(const io::Address& broadcast, std::uint16_t network);
+  /// The same to one router alone.
+  void askRouter(const io::Address& router, std::uint16_t network);
 
   /// Registers at `bbmd` at once and every `again` anew, until the network is destroyed or another one is named.
   void registerForeignDevice(const io::Address& bbmd, std::uint16_t secondsToLive, io::Duration again);

@@ -30,7 +30,8 @@ TEST(HmiHost, PrintsWhatItsPageShows) {
       EXPECT_EQ(std::to_string(status) + "\n", example.output);
       continue;
     }
-    if (example.command.find("doctor") != std::string::npos) {  // shown with the helper missing
+    if (example.command.find("doctor | tail") != std::string::npos) continue;  // of a device: doctor_device_test
+    if (example.command.find("doctor") != std::string::npos) {                 // shown with the helper missing
       ASSERT_TRUE(tool.project.signalHelper(SIGTERM));
       ASSERT_TRUE(support::waitUntil([&] { return !std::filesystem::exists(tool.project.linkFile(".sock")); }));
       std::filesystem::remove(tool.project.dir.file("BACnet_Velix"));

@@ -6,6 +6,7 @@
 
 #include "host/tool/command/commands.h"
 #include "host/tool/console/error_relay.h"
+#include "host/tool/console/interrupt.h"
 #include "host/tool/console/records.h"
 #include "host/tool/examine/examination.h"
 
@@ -51,6 +52,7 @@ ExitStatus examineAll(const Options& options, COutput& output) {
   ExitStatus status = ExitStatus::kWell;
   std::string firstFailure;
   examineLink(options, [&](const std::string& step, const Finding& finding) {
+    if (isInterrupted()) return false;
     add(writer, options.format, step, finding);
     writer.flush();  // the next step may take long
     if (finding.verdict == Verdict::kFailed && status == ExitStatus::kWell) {
@@ -59,6 +61,7 @@ ExitStatus examineAll(const Options& options, COutput& output) {
     }
     return true;
   });
+  if (isInterrupted()) return ExitStatus::kInterrupted;
   if (status != ExitStatus::kWell) complain(firstFailure);
   return status;
 }
@@ -66,7 +69,7 @@ ExitStatus examineAll(const Options& options, COutput& output) {
 }  // namespace
 
 void addDoctor(CLI::App& app, Action& action) {
-  CLI::App* const command = app.add_subcommand("doctor", "check each step from the plug-in to the first read");
+  CLI::App* const command = app.add_subcommand("doctor", "check each step from the plug-in to the first read, the device included (40 s at most)");
   setExample(*command, "hmi-host --project /opt/project --interface eth0 doctor");
   command->callback([&action] { action.run = examineAll; });
 }

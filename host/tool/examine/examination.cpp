@@ -6,6 +6,7 @@
 #include <set>
 #include <utility>
 
+#include "host/tool/examine/device_examination.h"
 #include "host/tool/link/batching.h"
 #include "host/tool/link/helper_process.h"
 #include "host/tool/link/network_interface.h"
@@ -26,12 +27,15 @@ struct Examination {
   std::unique_ptr<CPlugin> plugin;
   plant::Link link;
   std::unique_ptr<CSession> session;
+  bool isSimulated = false;                    // the link's points are no device's
+  std::unique_ptr<CDeviceExamination> device;  // from its first step to its last
 };
 
 struct Step {
   std::string name;
   std::vector<std::string> needs;  // the steps that must not have failed
   std::function<Finding(Examination&)> examine;
+  bool isOfDevice = false;
 };
 
 Finding loadPlugin(Examination& seen) {
@@ -92,7 +96,24 @@ Finding unlessServed(const Examination& seen, const std::function<Finding()>& ex
   return warning(finding.detail + "; a helper runs", finding.remedy);
 }
 
+Finding examinePort(Examination& seen) {
+  seen.device = std::make_unique<CDeviceExamination>(seen.options, seen.link);
+  return seen.device->port();
+}
+
+// A step behind the bus.
+Step deviceStep(const char* name, const char* need, Finding (CDeviceExamination::*step)()) {
+  return {name, {need}, [step](Examination& seen) { return ((*seen.device).*step)(); }, true};
+}
+
+// Without the device's station a driver's call may be interrupted, as ever.
+Finding readThroughDriver(Examination& seen) {
+  seen.device.reset();
+  return readFirst(seen);
+}
+
 std::vector<Step> steps() {
+  using Device = CDeviceExamination;
   return {
       {"plug-in", {}, loadPlugin},
       {"ABI", {"plug-in"}, askAbiVersion},
@@ -102,7 +123,9 @@ std::vector<Step> steps() {
       {"interface", {}, findAddress},
       {"helper file",
        {},
-       [](Examination& seen) { return unlessServed(seen, [&] { return examineHelper(seen.options.project); }); }},
+       [](Examination& seen) {
+         return unlessServed(seen, [&] { return examineHelper(seen.options.project, seen.isSimulated); });
+       }},
       {"shell", {}, [](Examination& seen) { return unlessServed(seen, examineShell); }},
       {"runtime directory", {}, [](Examination& seen) { return examineRuntimeDirectory(seen.options.link); }},
       {"pid file", {"runtime directory"}, [](Examination& seen) { return examinePidFile(seen.options.link); }},
@@ -110,7 +133,16 @@ std::vector<Step> steps() {
       {"helper process", {"pid file", "socket"}, [](Examination& seen) { return examineHolder(seen.options); }},
       {"configuration", {"ABI", "link", "helper file", "shell", "helper process"}, configure},
       {"connection", {"configuration", "interface"}, connect},
-      {"first read", {"connection"}, readFirst},
+      {"UDP port", {"link", "helper file"}, examinePort, true},
+      deviceStep("route", "UDP port", &Device::route),
+      deviceStep("peer", "route", &Device::peer),
+      deviceStep("I-Am", "peer", &Device::iAm),
+      deviceStep("services", "I-Am", &Device::services),
+      deviceStep("APDU", "services", &Device::apdu),
+      deviceStep("one read", "services", &Device::read),
+      deviceStep("one batch", "one read", &Device::batch),
+      deviceStep("one subscription", "one read", &Device::subscribe),
+      {"first read", {"connection"}, readThroughDriver},
   };
 }
 
@@ -133,6 +165,7 @@ void examineLink(const Options& options, const StepReport& report) {
   Examination seen(options);
   std::set<std::string> unmet;
   for (const Step& step : steps()) {
+    if (step.isOfDevice && seen.isSimulated) continue;
     const Finding finding = examine(step, seen, unmet);
     if (finding.verdict == Verdict::kFailed || finding.verdict == Verdict::kSkipped) unmet.insert(step.name);
     if (!report(step.name, finding)) return;

@@ -33,8 +33,8 @@ Finding outcomeOf(const std::function<Finding()>& examine);
 // but the shell, which is asked to do nothing.
 
 /// The helper's executable, in the project directory or below its Devlib, whether a shell can start it, and what it
-/// says of itself. Throws CFailure (unreachable).
-Finding examineHelper(const std::string& projectDirectory);
+/// says of itself. `isSimulated` takes whether its points are no device's. Throws CFailure (unreachable).
+Finding examineHelper(const std::string& projectDirectory, bool& isSimulated);
 
 /// What is wrong in the project file with the link, or with no link at all. The file can be read.
 Finding examineProject(const Options& options);

@@ -93,9 +93,10 @@ Finding examineProject(const Options& options) {
       first.remedy + "; 'hmi-host check' lists them all");
 }
 
-Finding examineHelper(const std::string& projectDirectory) {
+Finding examineHelper(const std::string& projectDirectory, bool& isSimulated) {
   const std::string helper = findHelper(projectDirectory);
   const HelperVersion version = versionOf(helper);
+  isSimulated = version.isSimulated;
   const std::string detail = version.text.empty() ? helper : fmt::format("{}: {}", helper, version.text);
   if (version.isSimulated) return warning(detail, "for a plant put the helper that asks its devices there");
   return ok(detail);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,7 @@ class CDevice {
 
   const bacnet::DeviceProfile& profile() const { return client_.profile(); }
   bool isStopped() const { return station_.isStopped(); }
+  std::size_t countInOneRead(const std::vector<bacnet::ReadItem>& items) const { return client_.countInOneRead(items); }
 
  private:
   CStation& station_;

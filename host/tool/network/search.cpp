@@ -25,14 +25,16 @@ constexpr io::Duration kPatience = 10s;
 using Found = std::map<std::pair<std::uint32_t, bacnet::Station>, bacnet::IAm>;
 
 void ask(CStation& station, const Search& search) {
+  if (search.place)
+    station.network().send(*search.place, bacnet::UnconfirmedRequest{bacnet::UnconfirmedService::kWhoIs, {}}, false);
   const std::string data = encode(bacnet::WhoIs{search.range});
   const bacnet::UnconfirmedRequest request{bacnet::UnconfirmedService::kWhoIs, data};
   if (search.router) return station.network().broadcastThrough(*search.router, search.network, request);
   station.network().broadcast(station.broadcast(), search.network, request);
 }
 
-bool isAskedFor(const Search& search, std::uint32_t device) {
-  return !search.range || (device >= search.range->first && device <= search.range->second);
+bool isAskedFor(const Search& search, const bacnet::Station& from, std::uint32_t device) {
+  return from == search.place || !search.range || (device >= search.range->first && device <= search.range->second);
 }
 
 // Everybody hears the answers to everybody's questions.
@@ -40,7 +42,7 @@ void note(const Search& search, const bacnet::Incoming& from, const bacnet::Apdu
   const auto* request = std::get_if<bacnet::UnconfirmedRequest>(&apdu);
   if (request == nullptr || request->service != bacnet::UnconfirmedService::kIAm) return;
   const auto iAm = bacnet::parseIAm(request->data);
-  if (iAm && isAskedFor(search, iAm->device)) found[{iAm->device, from.station}] = *iAm;
+  if (iAm && isAskedFor(search, from.station, iAm->device)) found[{iAm->device, from.station}] = *iAm;
 }
 
 std::vector<FoundDevice> listOf(const Found& found) {

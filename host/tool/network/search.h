@@ -17,7 +17,8 @@ struct Search {
   std::optional<std::pair<std::uint32_t, std::uint32_t>> range;  ///< of device instances, both ends included
   std::uint16_t network = bacnet::kGlobalNetwork;                ///< kLocalNetwork: the one at hand only
   std::optional<io::Address> router;                             ///< asked by unicast, instead of a broadcast
-  io::Duration patience{};                                       ///< how long answers are waited for
+  std::optional<bacnet::Station> place;  ///< asked beside them: whoever is there, whatever its instance
+  io::Duration patience{};               ///< how long answers are waited for
 };
 
 /// A device that answered.

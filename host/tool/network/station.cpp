@@ -76,9 +76,12 @@ void CStation::listen() {
   });
   network_.onMessage([this](const bacnet::Incoming& from, const bacnet::NetworkMessage& message) {
     for (bacnet::CDeviceClient* const each : clients_) each->onMessage(from, message);
+    if (messageListener_) messageListener_(from, message);
   });
   sockets_.onRefused([this](const io::Address& to) {
+    refused_.insert(to);
     for (bacnet::CDeviceClient* const each : clients_) each->onRefused(to);
+    wake();
   });
 }
 
@@ -89,12 +92,14 @@ void CStation::registerAt(const io::Address& bbmd) {
     wake();
   });
   network_.registerForeignDevice(bbmd, kSecondsToLive, kAgain);
-  waitFor([&] { return result.has_value(); }, kRegistration);
+  waitFor([&] { return result.has_value() || isRefused(bbmd); }, kRegistration);
   network_.onResult([](const io::Address&, std::uint16_t) {});
   if (result == 0 || isInterrupted()) return;
   throw CFailure(ExitStatus::kUnreachable,
                  fmt::format("the BBMD {} {}", io::addressText(bbmd),
-                             result ? "refuses foreign devices" : "does not answer to a registration"),
+                             result            ? "refuses foreign devices"
+                             : isRefused(bbmd) ? "is not there: nobody listens at that port"
+                                               : "does not answer to a registration"),
                  "check its address, and whether it takes foreign devices");
 }
 

@@ -47,6 +47,9 @@ class CStation {
   void attach(bacnet::CDeviceClient& client) { clients_.insert(&client); }
   void detach(bacnet::CDeviceClient& client) { clients_.erase(&client); }
   void onApdu(bacnet::CNetwork::ApduHandler handler) { listener_ = std::move(handler); }
+  void onMessage(bacnet::CNetwork::MessageHandler handler) { messageListener_ = std::move(handler); }
+  /// Whether a machine has said that nobody listens at this port of it.
+  bool isRefused(const io::Address& address) const { return refused_.count(address) > 0; }
   /// Whether broadcasts have an interface to go out of, or a BBMD that spreads them.
   bool canBroadcast() const { return sockets_.canBroadcast() || isForeign_; }
 
@@ -63,6 +66,8 @@ class CStation {
   std::set<bacnet::CDeviceClient*> clients_;
   bacnet::CNetwork::ApduHandler listener_;
   std::function<bool()> stopped_;
+  bacnet::CNetwork::MessageHandler messageListener_;
+  std::set<io::Address> refused_;
 };
 
 }  // namespace tool
