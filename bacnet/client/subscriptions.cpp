@@ -184,7 +184,7 @@ void CSubscriptions::onNotification(const CovNotification& notification) {
   if (notification.process != state_.settings.process || entry == points_.end()) return;
   if (isLate(entry->second, notification)) return entry->second.current.reset();
   const std::chrono::seconds remaining(notification.timeRemaining);
-  if (remaining.count() > 0 && remaining < kSubscriptionLifetime - kCompareEvery) countsDown_ = true;
+  if (remaining.count() > 0 && remaining < kSubscriptionLifetime) countsDown_ = true;
   for (const auto& reported : notification.values) {
     if (!isPresentValue(reported.reference)) continue;
     auto& point = entry->second;

@@ -76,7 +76,7 @@ void CTransactions::wake(std::uint8_t id) {
   Transaction& transaction = open->second;
   const io::TimePoint now = timers_.now();
   if (transaction.isOverdue && now >= transaction.advanced + kAnswerMayCome) {
-    ids_.release(id, now);
+    ids_.release(id, transaction.advanced + kAnswerMayStray);
     open_.erase(open);
     return;
   }
@@ -191,7 +191,7 @@ bool CTransactions::takeSegmentAck(const Incoming& from, const SegmentAck& ack) 
 bool CTransactions::finish(Open::iterator open, const Answer& answer) {
   if (open == open_.end()) return false;
   const Transaction transaction = std::move(open->second);
-  ids_.release(open->first, transaction.wasRepeated ? transaction.advanced + kAnswerMayCome : timers_.now());
+  ids_.release(open->first, transaction.wasRepeated ? transaction.advanced + kAnswerMayStray : timers_.now());
   open_.erase(open);
   const bool wasWaitedFor = !transaction.isProbe && !transaction.isOverdue;
   if (wasWaitedFor) --underWay_;
@@ -207,7 +207,7 @@ void CTransactions::moveTo(const Station& station) {
 void CTransactions::failAll(Answer::Kind kind) {
   std::vector<Transaction> failed;
   for (auto& [id, transaction] : open_) {
-    ids_.release(id, transaction.advanced + kAnswerMayCome);
+    ids_.release(id, transaction.advanced + kAnswerMayStray);
     failed.push_back(std::move(transaction));
   }
   open_.clear();

@@ -22,6 +22,7 @@ constexpr io::Duration kTryInterval = std::chrono::seconds(1);
 constexpr int kTries = 3;
 constexpr io::Duration kOverdueAfter = std::chrono::milliseconds(2500);  // a caller has been answered by then
 constexpr io::Duration kAnswerMayCome = std::chrono::seconds(6);
+constexpr io::Duration kAnswerMayStray = std::chrono::seconds(60);   // until then no other request has its id
 constexpr io::Duration kLongestExchange = std::chrono::seconds(60);  // of segments, however steadily they come
 
 /// Whom a request goes to and what it takes.

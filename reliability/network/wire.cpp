@@ -19,7 +19,8 @@ constexpr std::size_t kLongestFrame = 2048;
 constexpr std::size_t kEthernet = 14;
 constexpr std::size_t kUdpHeader = 8;
 constexpr std::size_t kBvlcHeader = 4;
-constexpr std::size_t kNpduHeader = 2;                        // of a station that is not routed
+constexpr std::size_t kNpduHeader = 2;  // of a station that is not routed
+constexpr auto kKeptAtMost = std::chrono::seconds(30);
 constexpr auto kTransactionIsOver = std::chrono::seconds(3);  // no try of the same request comes any more
 
 std::uint16_t number16(const std::string& frame, std::size_t at) {
@@ -140,15 +141,19 @@ bool CWire::keepOrGiveBack(int end, const std::string& frame) {
   const int type = static_cast<unsigned char>(frame[apdu]) >> 4;
   if (end == 0 && type == 0) {
     const auto held = held_.find({udp.destination, static_cast<std::uint8_t>(frame[apdu + 2])});
-    if (held == held_.end() || loop_.now() - held->second.since < kTransactionIsOver) return false;
-    launch(0, std::move(held->second.frame), {});
-    held_.erase(held);
-    ++lateAnswers_;
+    if (held != held_.end() && loop_.now() - held->second.since >= kTransactionIsOver) giveBack(held->first);
   } else if (end == 1 && (type == 2 || type == 3) && isDue(now_.late)) {
-    held_[{udp.source, static_cast<std::uint8_t>(frame[apdu + 1])}] = {frame, loop_.now()};
-    return isDue(0.5);
+    const HeldKey key{udp.source, static_cast<std::uint8_t>(frame[apdu + 1])};
+    held_[key] = {frame, loop_.now(), loop_.after(kKeptAtMost, [this, key] { giveBack(key); })};
+    return true;
   }
   return false;
+}
+
+void CWire::giveBack(HeldKey key) {
+  launch(0, held_.at(key).frame, {});
+  held_.erase(key);
+  ++lateAnswers_;
 }
 
 void CWire::cut(std::string& frame) {

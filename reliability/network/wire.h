@@ -18,8 +18,8 @@ namespace reliability {
 struct Weather {
   double lost = 0;
   double doubled = 0;
-  double cut = 0;   ///< anywhere; half of them with the length in the header made right
-  double late = 0;  ///< answers kept until their invoke id is used again, then delivered before that request
+  double cut = 0;                      ///< anywhere; half of them with the length in the header made right
+  double late = 0;                     ///< answers kept until their invoke id is used again, for 30 s at most
   std::chrono::milliseconds delay{0};  ///< at most; what is faster overtakes
 };
 
@@ -40,9 +40,11 @@ class CWire {
   unsigned lateAnswers() const { return lateAnswers_; }
 
  private:
+  using HeldKey = std::pair<std::uint32_t, std::uint8_t>;  // the device's ip, the invoke id
   struct Held {
     std::string frame;
     io::TimePoint since;
+    io::CTimer latest;
   };
 
   void endWhenOver();
@@ -50,6 +52,7 @@ class CWire {
   void pass(int end, std::string frame);
   void launch(int to, std::string frame, io::Duration delay);
   bool keepOrGiveBack(int end, const std::string& frame);
+  void giveBack(HeldKey key);
   void cut(std::string& frame);
   bool isDue(double chance) { return chance > 0 && std::uniform_real_distribution<>()(dice_) < chance; }
 
@@ -59,8 +62,8 @@ class CWire {
   std::mutex mutex_;  // of the two below
   Weather weather_;
   std::set<std::uint32_t> targets_;
-  Weather now_;                                                  // of the frame at hand
-  std::map<std::pair<std::uint32_t, std::uint8_t>, Held> held_;  // by the device's ip and the invoke id
+  Weather now_;  // of the frame at hand
+  std::map<HeldKey, Held> held_;
   std::map<std::uint64_t, io::CTimer> underWay_;
   std::uint64_t launched_ = 0;
   std::atomic<unsigned> lateAnswers_{0};
