@@ -16,7 +16,7 @@ function choices(point) {
 // The present value, and how far it can be trusted.
 function presentValue(plant, point) {
   const quality = plant.qualityOf(point);
-  const text = format.withUnit(point.text || '–', point);
+  const text = format.fullValue(point);
   return quality === 'good' ? text : `${text} (${quality}, of ${format.time(plant.timeOf(point))})`;
 }
 

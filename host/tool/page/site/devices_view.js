@@ -39,27 +39,30 @@ export function showDevices(main, plant, {signal}) {
           'Devices that answer a search in the network. A search asks all of them who they are, and changes nothing.'),
       make('div', {class: 'bar'}, button, summary), result);
 
-  function show({devices, searched}) {
+  function show({devices, searched, error}) {
+    if (error) throw new Error(error);
     summary.textContent =
-        searched ? `${format.count(devices.length, 'device', 'devices')} at ${format.time(searched)}` : '';
-    result.replaceChildren(
-        !searched                ? nothing('Nobody has searched yet.') :
-            devices.length === 0 ? nothing('No device answered.') :
-                                   makeTable(devices));
+        searched ? `${format.count((devices ?? []).length, 'device', 'devices')} at ${format.time(searched)}` : '';
     if (searched) announce(summary.textContent);
+    const none = searched ? 'No device answered.' : 'Nobody has searched yet.';
+    result.replaceChildren(devices?.length > 0 ? makeTable(devices) : nothing(none));
   }
 
-  async function search() {
-    const {searched} = await get('api/discover', signal);
-    summary.textContent = 'Searching …';
-    await post('api/discover', {});
+  // Shows what the last search found, once it has ended.
+  async function look() {
     const end = Date.now() + PATIENCE_MS;
     for (;;) {
       const answer = await get('api/discover', signal);
-      if (answer.searched !== searched) return show(answer);
+      if (!answer.isSearching) return show(answer);
       if (Date.now() > end) throw new Error('The search has not ended.');
+      summary.textContent = 'Searching …';
       await new Promise((resolve) => setTimeout(resolve, ASK_MS));
     }
+  }
+
+  async function search() {
+    await post('api/discover', {});
+    await look();
   }
 
   async function attempt(act) {
@@ -73,6 +76,6 @@ export function showDevices(main, plant, {signal}) {
     }
     button.disabled = false;
   }
-  attempt(async () => show(await get('api/discover', signal)));
+  attempt(look);
   return 'Devices';
 }

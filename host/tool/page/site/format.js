@@ -30,11 +30,15 @@ export function number(value) {
 
 export const isReal = (point) => point.type === 'REAL' || point.type === 'DOUBLE';
 
-// The value short enough for a table; its full text is point.text.
+// The value short enough for a table; the text of its state where it is one. Its full text is point.text.
 export function value(point) {
   if (point.value === null) return '–';
-  return typeof point.value === 'number' && !point.texts && isReal(point) ? number(point.value) : point.text;
+  const isNumber = typeof point.value === 'number' && isReal(point);
+  return stateText(point, point.value) ?? (isNumber ? number(point.value) : point.text);
 }
+
+// The value as it stands in a sentence.
+export const fullValue = (point) => withUnit(stateText(point, point.value) ?? (point.text || '–'), point);
 
 // A unit that says "none" is none.
 export const unit = (point) => (point.unit === null || point.unit === 'no-units' ? '' : point.unit);

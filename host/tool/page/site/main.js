@@ -19,9 +19,10 @@ const VIEWS = {
 
 const main = document.getElementById('main');
 const plant = new Plant();
-let shown = null;        // the address of the view that is shown
-let leave = null;        // takes that view's listeners back
-const kept = new Map();  // how far each address was scrolled
+let shown = null;         // the address of the view that is shown
+let leave = null;         // takes that view's listeners back
+const kept = new Map();   // how far each address was scrolled
+let points = '#/points';  // the address of the points as they were last filtered and sorted
 
 function askForToken() {
   const input = make('input', {id: 'token', type: 'password', autocomplete: 'off', required: true});
@@ -67,8 +68,10 @@ function show() {
   const rename = (hash) => {
     history.replaceState(null, '', hash);
     shown = hash;
+    points = hash;
   };
-  const title = VIEWS[name](main, plant, {item, query: new URLSearchParams(query), rename, signal: leave.signal});
+  const context = {item, query: new URLSearchParams(query), points, rename, signal: leave.signal};
+  const title = VIEWS[name](main, plant, context);
   document.title = `${title} – hmi-host`;
   scrollTo(0, kept.get(shown) || 0);
   if (!isFirst) main.querySelector('h1').focus({preventScroll: true});
@@ -79,7 +82,7 @@ const CONNECTION = {
   live: () => 'Live',
   lost: () =>
       (plant.lastSign === null ? `No connection: ${plant.trouble}; trying again` :
-                                 `Connection lost, last values of ${format.time(plant.lastSign)}; trying again`),
+                                 `Connection lost, last values of ${format.time(plant.lastSign)}`),
   refused: () => 'The token is missing or wrong',
 };
 
@@ -99,11 +102,9 @@ function showProject() {
 
 takeToken();
 history.scrollRestoration = 'manual';
-let project = null;
-plant.addEventListener('points', () => {
+plant.addEventListener('points', ({detail: isSame}) => {
   showProject();
-  if (project !== plant.state.serverId) shown = null;  // other points, perhaps of another project
-  project = plant.state.serverId;
+  if (!isSame) shown = null;
   show();
 });
 plant.addEventListener('connection', showConnection);

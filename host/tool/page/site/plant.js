@@ -1,5 +1,6 @@
 // What the page knows of the plant: state, links and points as the server last told them, and how the connection is.
-// Listeners hear 'points' (all anew), 'values' (ids of those that changed), 'links' and 'connection'.
+// Listeners hear 'points' (all anew; whether they are the same ones), 'values' (ids of those that changed), 'links' and
+// 'connection'.
 import {get, readEvents, RequestError} from './api.js';
 
 const TREND_SAMPLES = 60;
@@ -28,6 +29,10 @@ export function appendSample(samples, ms, value, pollMs) {
   samples.push([ms, value]);
 }
 
+// What a view is built of; the rest comes and goes.
+const description = ({link, name, object, property, type, unit, texts, writable, releasable, priority}) =>
+    JSON.stringify([link, name, object, property, type, unit, texts, writable, releasable, priority]);
+
 export class Plant extends EventTarget {
   state = null;
   links = [];
@@ -52,10 +57,9 @@ export class Plant extends EventTarget {
 
   // Why nothing may be written; null when it may.
   get forbidden() {
-    if (this.phase !== 'live') return 'There is no connection to hmi-host.';
     if (this.state.readOnly) return 'hmi-host was started with --read-only.';
     if (!this.state.writes) return 'hmi-host listens to the network and was started without --allow-write.';
-    return null;
+    return this.phase === 'live' ? null : 'There is no connection to hmi-host.';
   }
 
   tell(name, detail) { this.dispatchEvent(new CustomEvent(name, {detail})); }
@@ -108,7 +112,7 @@ export class Plant extends EventTarget {
     const apply = (name, data) => (name === 'values' ? this.applyValues(data) : this.applyLinks(data));
     const load = async () => {
       await this.load(abort.signal);
-      for (const [name, data] of waiting) apply(name, data);
+      for (const [name, data] of waiting ?? []) apply(name, data);
       waiting = null;
       onSign();
       onLive();
@@ -117,6 +121,7 @@ export class Plant extends EventTarget {
     let loading = null;
     const onEvent = (name, data) => {
       if (name === 'hello') {
+        waiting ??= [];
         loading = load();
         loading.catch(() => abort.abort());
       } else if (name === 'values' || name === 'links') {
@@ -146,15 +151,15 @@ export class Plant extends EventTarget {
     const [state, links, points] =
         await Promise.all(['state', 'links', 'points'].map((what) => get(`api/${what}`, signal)));
     this.clockAhead = state.now - Date.now();
-    // Points of the same server stay the same objects, whoever holds them.
-    const isSame = this.state?.serverId === state.serverId;
-    Object.assign(
-        this,
-        {state, links, points: isSame ? points.map((point, id) => Object.assign(this.points[id], point)) : points});
+    // Points that are described as before stay the same objects, whoever holds them.
+    const isSame = points.length === this.points.length &&
+        points.every((point, id) => description(point) === description(this.points[id]));
+    this.points = isSame ? points.map((point, id) => Object.assign(this.points[id], point)) : points;
+    Object.assign(this, {state, links});
     for (const point of points) {
       if (point.words) this.words.set(point.code, point.words);
     }
-    this.tell('points');
+    this.tell('points', isSame);
     this.tell('links');
   }
 

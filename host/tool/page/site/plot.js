@@ -10,10 +10,9 @@ const RANGES = [
   {title: '1 h', ms: 3600e3},
   {title: 'All', ms: Infinity},
 ];
-// Axes and grid: the page says the rest itself, and the library's legend would need a style that no page of ours
-// allows.
+// Axes and grid: the page says the rest itself, and the library's legend needs a style that the content policy forbids.
 Dygraph.PLUGINS = [Dygraph.Plugins.Axes, Dygraph.Plugins.Grid];
-const MAX_SAMPLES = 20000;
+const MAX_SAMPLES = 50000;
 const NARROWEST_MS = 2000;
 
 const colour = (name) => getComputedStyle(document.documentElement).getPropertyValue(name).trim();
@@ -79,6 +78,7 @@ export class Plot {
       },
       zoomCallback: () => this.stand(),
       drawCallback: (graph, isInitial) => isInitial || this.summarize(),
+      ...(this.isBinary() ? {valueRange: [-0.2, 1.2]} : {}),
       ...this.look(),
       ...this.span(),
     });
@@ -105,16 +105,7 @@ export class Plot {
     this.summarize();
   }
 
-  look() {
-    return {
-      colors: [colour('--line')],
-      axisLineColor: colour('--edge'),
-      gridLineColor: colour('--faint'),
-      ...(this.point.value !== null && plotted(this.point.value) !== null && this.isBinary() ?
-              {valueRange: [-0.2, 1.2]} :
-              {}),
-    };
-  }
+  look() { return {colors: [colour('--line')], axisLineColor: colour('--edge'), gridLineColor: colour('--faint')}; }
 
   isBinary() { return this.point.type === 'BOOL' || this.point.object.startsWith('binary'); }
 
@@ -167,7 +158,7 @@ export class Plot {
 
   // Once a second: the present has moved.
   tick() {
-    if (this.graph && !this.graph.isSeriesLocked_)
+    if (this.graph && !this.isHeld)
       this.graph.updateOptions({file: this.rows(), ...(this.isFollowing ? this.span() : {})});
   }
 
@@ -224,13 +215,13 @@ export class Plot {
   summarize() {
     if (!this.graph || this.isPointed) return;
     const [from, to] = this.graph.xAxisRange();
-    const values =
-        this.samples.filter(([ms, value]) => ms >= from && ms <= to && value !== null).map(([, value]) => value);
+    const isShown = ([date, value]) => date >= from && date <= to && value !== null;
+    const values = this.rows().filter(isShown).map(([, value]) => value);
     let text = `${format.time(from)} to ${format.time(to)}: `;
     if (values.length === 0) {
-      text += 'no change seen';
+      text += 'no value';
     } else if (format.stateText(this.point, values[0]) !== null) {
-      text += format.count(values.length, 'value', 'values');
+      text += format.count(values.length, 'sample', 'samples');
     } else {
       const [low, high] = [Math.min(...values), Math.max(...values)];
       text += `lowest ${this.words(low)}, highest ${this.words(high)}`;

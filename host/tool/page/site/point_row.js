@@ -31,11 +31,11 @@ export class PointRow {
     setQuality(this.quality, quality);
     setAttribute(this.quality, 'title', words);
     setAttribute(this.element, 'data-quality', quality);
-    // A failed point says why in the place of a value that it never had.
-    const isFailed = quality === 'failed' && point.value === null;
-    this.value.classList.toggle('words', isFailed);
-    setText(this.value, isFailed ? words : format.value(point));
-    setAttribute(this.value, 'title', isFailed ? words : point.text);
+    // A point that has no value says why in its place.
+    const isWithout = quality !== 'good' && point.value === null && words !== '';
+    this.value.classList.toggle('words', isWithout);
+    setText(this.value, isWithout ? words : format.value(point));
+    setAttribute(this.value, 'title', isWithout ? words : point.text);
     this.trend.update(point, plant.now());
     this.tick();
   }

@@ -91,8 +91,8 @@ function about(plant, point) {
   return [format.object(point), point.type ?? 'raw', `link ${point.link}`, device].filter(Boolean).join(', ');
 }
 
-export function showPoint(main, plant, {item, signal}) {
-  const back = make('p', {class: 'back'}, make('a', {href: '#/points'}, '← Points'));
+export function showPoint(main, plant, {item, points, signal}) {
+  const back = make('p', {class: 'back'}, make('a', {href: points}, '← Points'));
   const point = plant.points[Number(item)];
   if (!point) {
     main.append(back, make('h1', {tabindex: '-1'}, 'No such point'), problem('The project has no such point.'));
@@ -109,7 +109,7 @@ export function showPoint(main, plant, {item, signal}) {
           'div', {class: 'point'},
           make(
               'div', {class: 'column'}, present.element,
-              section('Write', form?.element ?? nothing('This point cannot be written.')),
+              section('Write', form?.element ?? nothing(plant.forbidden ?? 'This point cannot be written.')),
               section('Last errors', errors.element)),
           make('div', {class: 'column'}, history, section('Priorities', priorities.element))));
 

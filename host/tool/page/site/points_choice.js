@@ -50,7 +50,8 @@ export class PointsChoice {
     if (this.link) query.set('link', this.link);
     if (this.sort !== COLUMNS[0][0]) query.set('sort', this.sort);
     if (this.isDown) query.set('down', '1');
-    return `#/points${query.size ? `?${query}` : ''}`;
+    const text = String(query);
+    return text ? `#/points?${text}` : '#/points';
   }
 
   // The points that fit, sorted; equal ones in the project's order.
@@ -61,8 +62,8 @@ export class PointsChoice {
       if (!fits(plant.qualityOf(point), point)) return false;
       if (this.link && String(point.link) !== this.link) return false;
       if (words.length === 0) return true;
-      const text =
-          `${point.name} ${point.object} ${point.property} ${point.text} ${format.unit(point)}`.toLocaleLowerCase();
+      const text = `${point.name} ${point.object} ${point.property} ${format.value(point)} ${format.unit(point)}`
+                       .toLocaleLowerCase();
       return words.every((word) => text.includes(word));
     };
     const compare = COLUMNS.find(([key]) => key === this.sort)[2](plant);

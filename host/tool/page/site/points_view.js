@@ -96,7 +96,7 @@ class PointsView {
     main.append(make('h1', {tabindex: '-1'}, 'Points'), this.notice, this.bar.element, this.table.element, this.empty);
     this.rows = new VirtualRows(this.table.body, (point) => new PointRow(plant, point), signal);
 
-    this.table.body.addEventListener('keydown', (event) => this.walk(event));
+    this.table.element.addEventListener('keydown', (event) => this.walk(event));
     document.addEventListener('keydown', (event) => this.startSearch(event), {signal});
     plant.addEventListener('values', ({detail}) => this.draw(detail), {signal});
     plant.addEventListener('points', () => this.drawAll(), {signal});
@@ -163,11 +163,9 @@ class PointsView {
 
   // Arrow keys go from row to row.
   walk(event) {
-    const row = event.target.closest('tr');
-    if (!(event.key in STEPS) || !row) return;
+    if (!(event.key in STEPS) || event.target.closest('thead')) return;
     event.preventDefault();
-    const index = Number(row.getAttribute('aria-rowindex')) - 2 + STEPS[event.key];
-    this.rows.reach(index).querySelector('a').focus({preventScroll: true});
+    this.rows.step(STEPS[event.key]);
   }
 
   startSearch(event) {

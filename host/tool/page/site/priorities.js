@@ -4,38 +4,38 @@ import {release} from './command.js';
 import {make, nothing, setText} from './dom.js';
 import * as format from './format.js';
 
-// What the standard says of some priorities.
-const MEANINGS = {
-  1: 'manual life safety',
-  2: 'automatic life safety',
-  5: 'critical equipment',
-  6: 'minimum on/off',
-  8: 'manual operator'
-};
+const RESERVED = 6;  // minimum on and off times: the device's own
 
 const cell = (name, ...children) => make('td', {class: name}, ...children);
+
+// Whether it makes sense to ask the device.
+function hasPriorities({object, property}) {
+  return !/-input,/.test(object) && (property === 'present-value' || property === 'priority-array');
+}
 
 export class Priorities {
   constructor(plant, point, signal) {
     Object.assign(this, {plant, point, signal});
     this.body = make('tbody');
-    const heads = ['Priority', 'Value', 'By', ''].map((title) => make('th', {scope: 'col'}, title));
+    const head = (title, name) => make('th', {scope: 'col', class: name}, title);
+    const heads = [head('Priority'), head('Meant for'), head('Value', 'value'), make('td')];
     this.table =
         make('table', {class: 'priorities', hidden: true}, make('thead', {}, make('tr', {}, ...heads)), this.body);
     this.trouble = make('div');
     this.result = make('p', {class: 'result', role: 'status', 'aria-live': 'polite'});
     const again = make('button', {type: 'button', onclick: () => this.load()}, 'Read again');
     this.element = make('div', {}, this.table, this.trouble, make('div', {class: 'bar'}, again, this.result));
+    if (!hasPriorities(point)) this.element.replaceChildren(nothing('This point has no priorities.'));
     this.load();
   }
 
   // Asks the device.
   async load() {
+    if (!hasPriorities(this.point)) return;
     try {
       const answer = await get(`api/points/${this.point.id}/priorities`, this.signal);
-      const first = answer.slots.find(({value}) => value !== null);
-      const slots = answer.slots.map((slot) => this.makeSlot(slot, slot === first));
-      this.body.replaceChildren(...slots, this.makeRow('Default', '', answer.default, !first, ''));
+      const slots = answer.slots.map((slot) => this.makeSlot(slot, slot.priority === answer.active));
+      this.body.replaceChildren(...slots, this.makeRow('Default', '', answer.default, answer.active === null));
       this.table.hidden = false;
       this.trouble.replaceChildren();
       this.update();
@@ -50,22 +50,21 @@ export class Priorities {
     for (const button of this.body.querySelectorAll('button')) button.disabled = this.plant.forbidden !== null;
   }
 
-  makeRow(title, meaning, value, decides, who, button = null) {
+  makeRow(title, meaning, value, decides, button = null) {
     const state = decides ? 'decides' : value === null ? 'empty' : '';
     const mark = decides ? make('span', {class: 'decides-word'}, 'decides') : null;
     return make(
-        'tr', {class: state}, make('th', {scope: 'row'}, title, ' ', make('span', {class: 'meaning'}, meaning)),
-        cell('value', format.anyValue(value, this.point)), cell('who', who, ' ', mark), cell('act', button));
+        'tr', {class: state}, make('th', {scope: 'row'}, title), cell('meaning', meaning, ' ', mark),
+        cell('value', format.anyValue(value, this.point)), cell('act', button));
   }
 
   makeSlot(slot, decides) {
     const {priority, value, who} = slot;
-    const button =
-        make('button', {type: 'button', class: 'release', 'aria-label': `Release priority ${priority}`}, 'Release …');
-    button.addEventListener('click', () => this.release(slot));
-    return this.makeRow(
-        String(priority), MEANINGS[priority] ?? '', value, decides, who ?? '',
-        value !== null && this.point.releasable ? button : null);
+    const onclick = () => this.release(slot);
+    const label = `Release priority ${priority}`;
+    const canRelease = value !== null && priority !== RESERVED && this.point.releasable;
+    const button = make('button', {type: 'button', class: 'release', 'aria-label': label, onclick}, 'Release …');
+    return this.makeRow(String(priority), who ?? '', value, decides, canRelease ? button : null);
   }
 
   async release(slot) {
