@@ -16,6 +16,7 @@ bench_packages=(libbenchmark-dev libhiredis-dev libmodbus-dev)
 fuzz_packages=(zlib1g-dev clang-14 libclang-rt-14-dev)
 lint_packages=(clang-tidy-14 clang-tools-14)
 interop_packages=(nodejs ca-certificates tshark iproute2)
+page_packages=(chromium chromium-driver python3-selenium fonts-dejavu-core iproute2)
 
 if command -v ccache >/dev/null; then
   export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
@@ -82,4 +83,28 @@ run_tests() {
   awk '/: Skipped$/ { getline reason } /^\[  SKIPPED \].*\)$/ { print "skipped: " $4 ": " reason }' \
     "build/$preset/Testing/Temporary/LastTest.log"
   return "$status"
+}
+
+namespaces=(--net --mount --pid --fork --kill-child --propagation unchanged)
+[ "$(id -u)" -eq 0 ] || namespaces=(--user --map-root-user "${namespaces[@]}")
+
+# Ends the script where there can be no namespaces.
+need_namespaces() {
+  unshare "${namespaces[@]}" true || fail "no namespaces are to be had here, so nothing was tried (in a container: CAP_SYS_ADMIN)"
+}
+
+# Runs a command with a network, processes and a helpers' directory of its own; what it started ends with it.
+run_apart() {
+  mkdir -p "$runtime_directory"
+  # Mounts are private to the run, so that the helpers' directory of the machine is not touched. The shell stays, to take
+  # in the processes whose parents end.
+  # shellcheck disable=SC2016
+  unshare "${namespaces[@]}" bash -ec '
+    if mountpoint -q /; then mount --make-rprivate /; fi
+    mount -t proc proc /proc
+    mount -t tmpfs tmpfs "$1"
+    shift
+    status=0
+    "$@" || status=$?
+    exit "$status"' apart "$runtime_directory" "$@"
 }
