@@ -49,6 +49,7 @@ std::optional<int> readCommandLine(int argc, char** argv, Options& options) {
       ->check(isIp());
   app.add_option("--behaviour", options.behaviour, "JSON file with limits and faults")->type_name("FILE");
   app.add_flag("--still", options.standsStill, "no value moves by itself");
+  app.add_flag("--value-sources", options.tellsOrigins, "commanded objects tell who commands each priority");
   app.add_flag("--trace", options.traces, "a line on standard error for each datagram");
   try {
     app.parse(argc, argv);

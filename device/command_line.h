@@ -16,6 +16,7 @@ struct Options {
   std::string behaviour;  ///< a file; empty: none
   bool standsStill = false;
   bool traces = false;
+  bool tellsOrigins = false;  ///< who commanded each priority
 };
 
 /// Result: the status to exit with when there is nothing to serve; help and version are printed on standard output, a

@@ -139,6 +139,7 @@ int serve(const Options& options) {
       fmt::print(stderr, "bacnet-device: {}; it behaves as before\n", complaint.what());
     }
   });
+  if (options.tellsOrigins) virtualDevice.tellOrigins();
   virtualDevice.behave(behaviour);
   fmt::print("bacnet-device {} on {}, {} objects\n", virtualDevice.deviceId(), io::addressText(address),
              virtualDevice.objectCount());

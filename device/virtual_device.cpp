@@ -59,6 +59,12 @@ void CVirtualDevice::behave(const Behaviour& behaviour) {
   }
 }
 
+void CVirtualDevice::tellOrigins() {
+  for (const auto& object : device_.objects()) {
+    if (object->isCommandable()) object->tellOrigins();
+  }
+}
+
 void CVirtualDevice::move() {
   movement_.moveTo(std::chrono::duration<double>(timers_.now() - start_).count());
   server_.valuesChanged();

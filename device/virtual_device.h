@@ -35,6 +35,9 @@ class CVirtualDevice {
   /// another, and when it restarts.
   void behave(const Behaviour& behaviour);
 
+  /// Has its commanded objects tell who commands each priority.
+  void tellOrigins();
+
   std::uint32_t deviceId() const { return device_.instance(); }
   std::size_t objectCount() const { return device_.objects().size(); }
   /// Points that a device answers with an error, a line each.

@@ -77,7 +77,11 @@ constexpr std::uint32_t kProfileName = 168;
 constexpr std::uint32_t kBitText = 343;
 constexpr std::uint32_t kPropertyList = 371;
 constexpr std::uint32_t kSerialNumber = 372;
+constexpr std::uint32_t kCommandTimeArray = 430;
 constexpr std::uint32_t kCurrentCommandPriority = 431;
+constexpr std::uint32_t kLastCommandTime = 432;
+constexpr std::uint32_t kValueSource = 433;
+constexpr std::uint32_t kValueSourceArray = 434;
 constexpr std::uint32_t kTags = 486;
 }  // namespace property
 

@@ -108,6 +108,23 @@ void CObject::makeCommandable(bool isRequired) {
   properties_.at(property::kPresentValue).computed = [this](const CObject&) { return priorities_->effective(); };
 }
 
+void CObject::tellOrigins() {
+  origins_.emplace();
+  const auto addComputed = [this](PropertyId id, Shape shape, std::function<Values(const CObject&)> computed) {
+    Property property;
+    property.shape = shape;
+    property.computed = std::move(computed);
+    add(id, std::move(property));
+  };
+  addComputed(property::kValueSource, Shape::kSingle, [this](const CObject&) {
+    const auto active = priorities_->active();
+    return active ? origins_->sourceOf(*active) : Values{toValue({})};
+  });
+  addComputed(property::kValueSourceArray, Shape::kArray, [this](const CObject&) { return origins_->sources(); });
+  addComputed(property::kCommandTimeArray, Shape::kArray, [this](const CObject&) { return origins_->times(); });
+  addComputed(property::kLastCommandTime, Shape::kSingle, [this](const CObject&) { return origins_->lastTime(); });
+}
+
 bool CObject::has(PropertyId id) const {
   return properties_.count(id) != 0;
 }
@@ -141,7 +158,7 @@ Content CObject::read(const PropertyReference& reference) const {
 }
 
 std::optional<Error> CObject::write(const PropertyReference& reference, const Values& values,
-                                    std::optional<std::uint8_t> priority) {
+                                    std::optional<std::uint8_t> priority, const ValueSource& source) {
   const auto found = properties_.find(reference.property);
   if (found == properties_.end()) return kUnknownProperty;
   Property& property = found->second;
@@ -151,7 +168,7 @@ std::optional<Error> CObject::write(const PropertyReference& reference, const Va
   if (!isWritable) return kWriteAccessDenied;
   if (reference.index) return writeElement(property, *reference.index, values);
   if (priorities_ && reference.property == property::kPresentValue) {
-    return command(values, priority.value_or(kLowestPriority));
+    return command(values, priority.value_or(kLowestPriority), source);
   }
   if (const auto error = refusalOfWhole(values, property)) return error;
   set(reference.property, values);
@@ -166,14 +183,16 @@ std::optional<Error> CObject::writeElement(Property& property, ArrayIndex index,
   return std::nullopt;
 }
 
-std::optional<Error> CObject::command(const Values& values, std::uint8_t priority) {
+std::optional<Error> CObject::command(const Values& values, std::uint8_t priority, const ValueSource& source) {
   if (priority == kReservedPriority) return kWriteAccessDenied;
   if (isNull(values)) {
     priorities_->release(priority);
+    if (origins_) origins_->note(priority, {});
     return std::nullopt;
   }
   if (const auto error = refusalOf(values, properties_.at(property::kPresentValue))) return error;
   priorities_->command(priority, values);
+  if (origins_) origins_->note(priority, source);
   return std::nullopt;
 }
 

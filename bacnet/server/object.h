@@ -10,9 +10,11 @@
 #include <vector>
 
 #include "bacnet/codec/value.h"
+#include "bacnet/server/command_origins.h"
 #include "bacnet/server/datatype.h"
 #include "bacnet/server/priority_array.h"
 #include "bacnet/service/failure.h"
+#include "bacnet/service/value_source.h"
 
 namespace bacnet::server {
 
@@ -50,6 +52,8 @@ class CObject {
   /// Gives the present value, which has been added, a priority array and a relinquish default that begins as its value;
   /// outputs require them, values have the choice.
   void makeCommandable(bool isRequired);
+  /// Has a commandable object tell who commanded each priority, and when, in the standard's properties for it.
+  void tellOrigins();
 
   bool has(PropertyId id) const;
   const Property* find(PropertyId id) const;
@@ -57,9 +61,10 @@ class CObject {
   std::vector<PropertyId> propertyIds(bool required, bool optional) const;
 
   Content read(const PropertyReference& reference) const;
-  /// `priority` is 1 to 16 and counts for a commandable present value only. Result: nothing when it is written.
+  /// `priority` is 1 to 16 and counts for a commandable present value only, `source` where the object tells it.
+  /// Result: nothing when it is written.
   std::optional<Error> write(const PropertyReference& reference, const Values& values,
-                             std::optional<std::uint8_t> priority);
+                             std::optional<std::uint8_t> priority, const ValueSource& source = {});
 
   /// The device's own doing, which no access right keeps out. A commandable present value stays what it is commanded to
   /// be and takes `values` as its relinquish default.
@@ -74,11 +79,12 @@ class CObject {
  private:
   Values contentOf(const Property& property) const;
   std::optional<Error> writeElement(Property& property, ArrayIndex index, const Values& values);
-  std::optional<Error> command(const Values& values, std::uint8_t priority);
+  std::optional<Error> command(const Values& values, std::uint8_t priority, const ValueSource& source);
 
   ObjectId id_;
   std::map<PropertyId, Property> properties_;
   std::optional<CPriorityArray> priorities_;
+  std::optional<CCommandOrigins> origins_;  // where it tells them
 };
 
 }  // namespace bacnet::server

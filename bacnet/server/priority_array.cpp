@@ -4,13 +4,15 @@
 
 namespace bacnet::server {
 
-bool CPriorityArray::isCommanded() const {
-  return std::any_of(slots_.begin(), slots_.end(), [](const auto& slot) { return slot.has_value(); });
+std::optional<std::uint8_t> CPriorityArray::active() const {
+  const auto* first = std::find_if(slots_.begin(), slots_.end(), [](const auto& slot) { return slot.has_value(); });
+  if (first == slots_.end()) return std::nullopt;
+  return static_cast<std::uint8_t>(first - slots_.begin() + 1);
 }
 
 const Values& CPriorityArray::effective() const {
-  const auto first = std::find_if(slots_.begin(), slots_.end(), [](const auto& slot) { return slot.has_value(); });
-  return first == slots_.end() ? relinquishDefault_ : **first;
+  const auto priority = active();
+  return priority ? *slots_.at(*priority - std::size_t{1}) : relinquishDefault_;
 }
 
 Values CPriorityArray::elements() const {

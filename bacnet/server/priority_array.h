@@ -25,7 +25,9 @@ class CPriorityArray {
   void release(std::uint8_t priority) { slot(priority).reset(); }
   void setRelinquishDefault(Values values) { relinquishDefault_ = std::move(values); }
 
-  bool isCommanded() const;
+  bool isCommanded() const { return active().has_value(); }
+  /// The priority that counts; nothing where the relinquish default does.
+  std::optional<std::uint8_t> active() const;
   const Values& effective() const;
   const Values& relinquishDefault() const { return relinquishDefault_; }
   /// The sixteen elements as they travel: Null for an empty slot, a date with time in its context tag.

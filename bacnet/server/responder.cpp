@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "bacnet/codec/bvlc.h"
 #include "bacnet/number/failures.h"
 #include "bacnet/number/properties.h"
 #include "bacnet/server/errors.h"
@@ -53,6 +54,10 @@ std::vector<PropertyReference> spreadOut(const CObject& object, const std::vecto
   return all;
 }
 
+ValueSource sourceOf(const Station& from) {
+  return from.remote.value_or(NetworkAddress{kLocalNetwork, macOf(from.address)});
+}
+
 }  // namespace
 
 Answer CResponder::answer(const Station& from, ConfirmedService service, std::string_view data) {
@@ -61,12 +66,12 @@ Answer CResponder::answer(const Station& from, ConfirmedService service, std::st
     case ConfirmedService::kReadProperty:
       return readProperty(data);
     case ConfirmedService::kWriteProperty:
-      return writeProperty(data);
+      return writeProperty(from, data);
     case ConfirmedService::kReadPropertyMultiple:
       if (abilities.readsMultiple) return readPropertyMultiple(data);
       break;
     case ConfirmedService::kWritePropertyMultiple:
-      if (abilities.writesMultiple) return writePropertyMultiple(data);
+      if (abilities.writesMultiple) return writePropertyMultiple(from, data);
       break;
     case ConfirmedService::kSubscribeCov:
       if (abilities.notifiesChanges) return subscribeCov(from, data);
@@ -104,18 +109,19 @@ Answer CResponder::readPropertyMultiple(std::string_view data) {
   return Result{encode(ack)};
 }
 
-Answer CResponder::writeProperty(std::string_view data) {
+Answer CResponder::writeProperty(const Station& from, std::string_view data) {
   const auto request = parseWriteProperty(data);
   if (!request) return Rejected{rejectReason(ConfirmedService::kWriteProperty, data)};
   if (!isPriority(request->priority)) return Rejected{reject_reason::kParameterOutOfRange};
   CObject* object = device_.find(request->object);
   if (object == nullptr) return refused(kUnknownObject);
-  if (const auto error = object->write(request->reference, request->values, request->priority)) return refused(*error);
+  const auto error = object->write(request->reference, request->values, request->priority, sourceOf(from));
+  if (error) return refused(*error);
   covServer_.valuesChanged();
   return Done{};
 }
 
-Answer CResponder::writePropertyMultiple(std::string_view data) {
+Answer CResponder::writePropertyMultiple(const Station& from, std::string_view data) {
   const auto request = parseWritePropertyMultiple(data);
   if (!request) return Rejected{rejectReason(ConfirmedService::kWritePropertyMultiple, data)};
   if (!hasOnlyPriorities(*request)) return Rejected{reject_reason::kParameterOutOfRange};
@@ -123,8 +129,9 @@ Answer CResponder::writePropertyMultiple(std::string_view data) {
   for (const WriteAccess& access : *request) {
     CObject* object = device_.find(access.object);
     for (const PropertyWrite& write : access.writes) {
-      const auto error = object == nullptr ? std::make_optional(kUnknownObject)
-                                           : object->write(write.reference, write.values, write.priority);
+      const auto error = object == nullptr
+                             ? std::make_optional(kUnknownObject)
+                             : object->write(write.reference, write.values, write.priority, sourceOf(from));
       if (error) return Refused{{*error, FailedWrite{access.object, write.reference}}};
     }
   }

@@ -37,8 +37,8 @@ class CResponder {
  private:
   Answer readProperty(std::string_view data);
   Answer readPropertyMultiple(std::string_view data);
-  Answer writeProperty(std::string_view data);
-  Answer writePropertyMultiple(std::string_view data);
+  Answer writeProperty(const Station& from, std::string_view data);
+  Answer writePropertyMultiple(const Station& from, std::string_view data);
   Answer subscribeCov(const Station& from, std::string_view data);
 
   CDevice& device_;

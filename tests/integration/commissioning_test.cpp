@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <regex>
 #include <string>
 
 #include "io/event_loop.h"
@@ -50,7 +51,7 @@ class Commissioning : public testing::Test {
   io::CEventLoop loop_;
   const io::CUdpDatagrams broadcasts_{loop_, {{0x7FFFFFFF, 0}, true, {}}};  // keeps the port for this test
   const std::string port_ = std::to_string(broadcasts_.local().port);
-  const support::DeviceProgram first_{device("1", "127.0.0.21")};
+  const support::DeviceProgram first_{device("1", "127.0.0.21") + " --value-sources"};
   const support::DeviceProgram second_{device("2", "127.0.0.22")};
 };
 
@@ -102,10 +103,12 @@ TEST_F(Commissioning, ValuesAreShownInWordsBesideTheNumbers) {
 TEST_F(Commissioning, CommandsAtAPriorityReachTheDeviceAndAreReleased) {
   ASSERT_EQ(run("write 4=19.5 --priority 5").status, 0);
   ASSERT_EQ(run("write 4=22 6=true --priority 12").status, 0);
-  EXPECT_NE(
-      run("--format csv priorities 4").out.find("\n4,SupplyAir.TempSetpoint,5,critical equipment control,19.5,true\n"),
-      std::string::npos);
-  EXPECT_NE(run("--format csv priorities 4").out.find("\n4,SupplyAir.TempSetpoint,12,,22,\n"), std::string::npos);
+  const std::string slots = run("--format csv priorities 4").out;
+  const std::regex commanded(
+      "\n4,SupplyAir.TempSetpoint,5,critical equipment control,19.5,true,"
+      "127.0.0.1:[0-9]+,20[-0-9]+ [.:0-9]+\n");
+  EXPECT_TRUE(std::regex_search(slots, commanded)) << slots;
+  EXPECT_NE(slots.find("\n4,SupplyAir.TempSetpoint,12,,22,,127.0.0.1:"), std::string::npos) << slots;
   EXPECT_EQ(run("--format json release 4 --priority 5").out,
             R"({"regId":4,"name":"SupplyAir.TempSetpoint","priority":5,"done":true,"value":"22","active":12})"
             "\n");

@@ -33,6 +33,10 @@ const io::Address kAt{0x0A000001, 47808};
 const io::Address kAsker{0x0A000002, 47808};
 const io::Address kBroadcast{0x0A0000FF, 47808};
 
+std::string bytes(std::initializer_list<int> list) {
+  return {list.begin(), list.end()};
+}
+
 class BacnetServer : public testing::Test {
  protected:
   BacnetServer() {
@@ -109,7 +113,6 @@ TEST_F(BacnetServer, RefusesEachWrongRequestAsTheStandardSays) {
 }
 
 TEST_F(BacnetServer, RejectsWhatIsNoRequest) {
-  const auto bytes = [](std::initializer_list<int> list) { return std::string(list.begin(), list.end()); };
   const auto rp = ConfirmedService::kReadProperty;
   const auto wp = ConfirmedService::kWriteProperty;
   EXPECT_EQ(asker.ask(static_cast<ConfirmedService>(26), ""), "reject 9");
@@ -129,6 +132,36 @@ TEST_F(BacnetServer, RejectsWhatIsNoRequest) {
                              ConfirmedService::kSubscribeCov}) {
     EXPECT_EQ(asker.ask(service, ""), "reject 9");
   }
+}
+
+TEST_F(BacnetServer, TellsWhoCommandsEachPriority) {
+  EXPECT_EQ(asker.read(kOutput, 434), "error 2 32");
+  device.find(kOutput)->tellOrigins();
+  EXPECT_EQ(asker.read(kOutput, 433), asker.read(kOutput, 434, 8)) << "nobody";
+  EXPECT_EQ(asker.read(kOutput, 430, 8), "{*-*-*,*:*:*.*}");
+  asker.write(kOutput, {85, {}}, {2.0F}, 8);
+  EXPECT_EQ(asker.read(kOutput, 434, 8), "{0,0a000002bac0}");
+  EXPECT_EQ(asker.read(kOutput, 433), "{0,0a000002bac0}");
+  EXPECT_EQ(asker.read(kOutput, 432), asker.read(kOutput, 430, 8));
+  EXPECT_EQ(asker.read(kOutput, 432).substr(0, 3), "{20");
+  asker.write(kOutput, {85, {}}, {Null{}}, 8);
+  EXPECT_EQ(asker.read(kOutput, 433), asker.read(kOutput, 434, 1));
+  EXPECT_EQ(asker.read(kOutput, 434, 0), "16");
+
+  const std::pair<ValueSource, std::string> sources[] = {
+      {{}, bytes({0x08})},
+      {SourceObject{{}, {17, 1}}, bytes({0x1E, 0x1C, 0x04, 0x40, 0, 1, 0x1F})},
+      {SourceObject{3001, {17, 1}}, bytes({0x1E, 0x0C, 2, 0, 0x0B, 0xB9, 0x1C, 4, 0x40, 0, 1, 0x1F})},
+      {NetworkAddress{5, "\x07"}, bytes({0x2E, 0x21, 5, 0x61, 7, 0x2F})},
+  };
+  for (const auto& [source, wire] : sources) {
+    EXPECT_EQ(encode(Values{toValue(source)}), wire);
+    const auto read = valueSourceIn(parseValues(wire)->front());
+    ASSERT_TRUE(read);
+    EXPECT_EQ(encode(Values{toValue(*read)}), wire);
+  }
+  for (const Value& other : {Value(Null{}), Value(Constructed{2, {}}), Value(Constructed{1, {Null{}}})})
+    EXPECT_FALSE(valueSourceIn(other));
 }
 
 TEST_F(BacnetServer, KeepsAPlaceForEachPriority) {

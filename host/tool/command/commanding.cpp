@@ -43,8 +43,7 @@ CommandedPoint commandedPoint(const plant::Point& point, const std::optional<int
 ExitStatus changeCommands(
     const Options& options, COutput& output, const plant::Link& link, const std::vector<CommandedPoint>& points,
     const std::function<Complaint(CDevice& device, const bacnet::ObjectId& object, std::size_t place)>& change) {
-  CStation station(stationFor(link, options.broadcastInterface()));
-  CDevice device(station, deviceOf(link));
+  LinkDevice asked(link, options.broadcastInterface());
   CRecordWriter writer(output, options.format,
                        {{"regId", "RegId", true},
                         {"name", "Name"},
@@ -58,9 +57,9 @@ ExitStatus changeCommands(
     const bacnet::ObjectId object = commandedObject(points[place].point);
     Record record = recordOf(points[place]);
     Commands after;
-    Complaint complaint = change(device, object, place);
+    Complaint complaint = change(asked.device, object, place);
     record["done"] = !complaint;
-    if (!complaint) complaint = readCommands(device, object, after);
+    if (!complaint) complaint = readCommands(asked.device, object, after);
     if (!complaint) {
       record["value"] = bacnet::describe(after.presentValue);
       record["active"] = after.active() ? Record(*after.active()) : Record("default");

@@ -6,11 +6,16 @@
 #include <utility>
 
 #include "bacnet/client/device_text.h"
+#include "bacnet/codec/bvlc.h"
+#include "bacnet/codec/describe.h"
 #include "bacnet/codec/value_text.h"
 #include "bacnet/number/failures.h"
 #include "bacnet/number/names.h"
 #include "bacnet/number/properties.h"
+#include "bacnet/service/value_source.h"
 #include "host/tool/failure.h"
+#include "host/tool/network/device_record.h"
+#include "io/address.h"
 
 namespace tool {
 
@@ -19,6 +24,8 @@ namespace {
 using bacnet::PropertyId;
 
 constexpr std::size_t kOctetsOfSlots = std::size_t{16} * 6;
+constexpr std::size_t kOctetsOfSources = std::size_t{16} * 12;
+constexpr std::size_t kOctetsOfTimes = std::size_t{16} * 12;
 constexpr const char* kNotCommanded = "it has no priority array: a write there has no priority, and nothing to release";
 
 bacnet::ReadItem item(const bacnet::ObjectId& object, PropertyId property, std::size_t octets = 8) {
@@ -49,6 +56,35 @@ Complaint writeAt(CDevice& device, const bacnet::ObjectId& object, std::uint8_t 
 std::optional<bacnet::ApplicationType> typeIn(const Commands& commands) {
   if (const auto type = bacnet::typeOf(commands.presentValue)) return type;
   return bacnet::typeOf(commands.relinquishDefault);
+}
+
+std::string addressWords(const bacnet::NetworkAddress& address) {
+  const auto local = address.network == bacnet::kLocalNetwork ? bacnet::addressOf(address.mac) : std::nullopt;
+  if (local) return io::addressText(*local);
+  return fmt::format("network {}, address {}", address.network, macText(address.mac));
+}
+
+std::string wordsOf(const bacnet::ValueSource& source) {
+  if (const auto* address = std::get_if<bacnet::NetworkAddress>(&source)) return addressWords(*address);
+  const auto* object = std::get_if<bacnet::SourceObject>(&source);
+  if (object == nullptr) return {};
+  const std::string words = bacnet::objectText(object->object);
+  return object->device ? fmt::format("device {}, {}", *object->device, words) : words;
+}
+
+// A time stamp that is a date with a time; of the others, which are a time of some day and a count, there is none.
+std::string timeIn(const bacnet::Value& value) {
+  const auto* stamp = std::get_if<bacnet::Constructed>(&value);
+  if (stamp == nullptr || stamp->items.size() != 2) return {};
+  const auto* date = std::get_if<bacnet::Date>(&stamp->items[0]);
+  const bool isKnown = date != nullptr && std::holds_alternative<bacnet::Time>(stamp->items[1]) && date->day <= 31;
+  return isKnown ? bacnet::describe(stamp->items[0]) + " " + bacnet::describe(stamp->items[1]) : "";
+}
+
+// One element a priority, or none at all.
+bacnet::Values elementsIn(const bacnet::ReadOutcome& outcome) {
+  const auto* values = std::get_if<bacnet::Values>(&outcome);
+  return values != nullptr && values->size() == kPriorities ? *values : bacnet::Values(kPriorities);
 }
 
 }  // namespace
@@ -110,6 +146,21 @@ Complaint readCommands(CDevice& device, const bacnet::ObjectId& object, Commands
   std::copy(slots.begin(), slots.end(), commands.slots.begin());
   if (const auto* values = std::get_if<bacnet::Values>(&outcomes[2])) commands.relinquishDefault = *values;
   return std::nullopt;
+}
+
+Origins readOrigins(CDevice& device, const bacnet::ObjectId& object, const Commands& commands) {
+  Origins origins;
+  if (!commands.active()) return origins;
+  const auto outcomes = device.read({item(object, bacnet::property::kValueSourceArray, kOctetsOfSources),
+                                     item(object, bacnet::property::kCommandTimeArray, kOctetsOfTimes)});
+  const bacnet::Values sources = elementsIn(outcomes[0]);
+  const bacnet::Values times = elementsIn(outcomes[1]);
+  for (std::size_t slot = 0; slot < origins.size(); ++slot) {
+    if (std::holds_alternative<bacnet::Null>(commands.slots.at(slot))) continue;
+    if (const auto source = bacnet::valueSourceIn(sources[slot])) origins.at(slot).source = wordsOf(*source);
+    origins.at(slot).time = timeIn(times[slot]);
+  }
+  return origins;
 }
 
 Complaint releaseAt(CDevice& device, const bacnet::ObjectId& object, std::uint8_t priority) {

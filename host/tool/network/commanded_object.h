@@ -26,6 +26,13 @@ struct Commands {
   std::optional<std::uint8_t> active() const;
 };
 
+/// Who gave a slot its value, and when, in words; empty where the device does not tell.
+struct Origin {
+  std::string source;
+  std::string time;
+};
+using Origins = std::array<Origin, kPriorities>;  ///< by priority, from 1 on
+
 /// Why something was not done, in words for the user.
 using Complaint = std::optional<std::string>;
 
@@ -42,6 +49,8 @@ std::uint8_t ownPriority(const plant::Point& point);
 
 /// Each blocks as CDevice does. A complaint means that it was not done.
 Complaint readCommands(CDevice& device, const bacnet::ObjectId& object, Commands& commands);
+/// Empty where nobody commands, and throughout where the device does not tell.
+Origins readOrigins(CDevice& device, const bacnet::ObjectId& object, const Commands& commands);
 Complaint releaseAt(CDevice& device, const bacnet::ObjectId& object, std::uint8_t priority);
 /// `text` is read as the type that the device's present value has; nothing is sent where it is none.
 Complaint commandAt(CDevice& device, const bacnet::ObjectId& object, std::uint8_t priority, const std::string& text);

@@ -38,4 +38,14 @@ class CDevice {
 StationOptions stationFor(const plant::Link& link, const std::string& networkInterface);
 bacnet::DeviceSettings deviceOf(const plant::Link& link);
 
+/// A link's device, asked from a station of its own.
+struct LinkDevice {
+  /// Throws CFailure as stationFor and CStation do.
+  LinkDevice(const plant::Link& link, const std::string& networkInterface)
+      : station(stationFor(link, networkInterface)), device(station, deviceOf(link)) {}
+
+  CStation station;
+  CDevice device;
+};
+
 }  // namespace tool

@@ -15,7 +15,6 @@
 #include "host/tool/failure.h"
 #include "host/tool/network/device.h"
 #include "host/tool/network/object_reader.h"
-#include "host/tool/network/station.h"
 
 namespace tool {
 
@@ -80,10 +79,11 @@ std::vector<bacnet::ObjectId> objectsOf(const std::vector<plant::Point>& points)
 std::map<bacnet::ObjectId, ObjectFacts> read(const plant::Link& link, const std::vector<plant::Point>& points,
                                              const std::string& networkInterface, const FactsLimit& limit,
                                              std::string& problem) {
-  CStation station(stationFor(link, networkInterface));
+  LinkDevice asked(link, networkInterface);
+  CStation& station = asked.station;
+  CDevice& device = asked.device;
   const io::TimePoint end = station.timers().now() + limit.time;
   station.stopWhen([&] { return station.timers().now() >= end || (limit.isStopped && limit.isStopped()); });
-  CDevice device(station, deviceOf(link));
   const std::vector<bacnet::ObjectId> objects = objectsOf(points);
   const auto first = device.read({{{objects.front(), {bacnet::property::kObjectName, {}}}}}).front();
   const auto* failure = std::get_if<bacnet::Failure>(&first);
