@@ -44,6 +44,7 @@ if(HAS_OWN_HOST)
   ship_compressed(${PROJECT_SOURCE_DIR}/device/bacnet-device.1 ${CMAKE_INSTALL_MANDIR}/man1 bacnet-device.1)
   install(FILES host/hmi-host.bash-completion DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
     RENAME hmi-host)
+  install(FILES /usr/share/doc/libjs-dygraphs/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR} RENAME dygraphs.copyright)
   install(DIRECTORY sdk/hmi DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
   install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR})
   install(PROGRAMS scripts/demo DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)

@@ -8,9 +8,11 @@ fi
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source scripts/runtime_directory.sh
 
-build_packages=(g++ cmake ninja-build librttr-dev libpugixml-dev liblz4-dev libcli11-dev nlohmann-json3-dev libfmt-dev)
+build_packages=(g++ cmake ninja-build librttr-dev libpugixml-dev liblz4-dev libcli11-dev nlohmann-json3-dev libfmt-dev
+  libcpp-httplib-dev libjs-dygraphs)
 test_packages=(libgtest-dev libgmock-dev zlib1g-dev iproute2)
-arm_packages=(g++-aarch64-linux-gnu libpugixml-dev:arm64 liblz4-dev:arm64 librttr-core0.9.6:arm64 libfmt-dev:arm64)
+arm_packages=(g++-aarch64-linux-gnu libpugixml-dev:arm64 liblz4-dev:arm64 librttr-core0.9.6:arm64 libfmt-dev:arm64
+  libcpp-httplib-dev:arm64)
 arm_test_packages=(qemu-user libgtest-dev:arm64 libgmock-dev:arm64 zlib1g-dev:arm64)
 bench_packages=(libbenchmark-dev libhiredis-dev libmodbus-dev)
 fuzz_packages=(zlib1g-dev clang-14 libclang-rt-14-dev)

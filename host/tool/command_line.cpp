@@ -109,6 +109,7 @@ std::optional<ExitStatus> readCommandLine(int argc, char** argv, Options& option
     throw CFailure(ExitStatus::kUsage, problemOf(app, mistake), "'hmi-host --help' shows the commands and options");
   }
   options.format = kFormats.at(format);
+  options.isLinkNamed = app.count("--link") > 0;
   options.isInterfaceNamed = app.count("--interface") > 0;
   if (action.needsProject || !options.project.empty()) options.project = wholeDirectory(options.project);
   return std::nullopt;

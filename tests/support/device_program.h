@@ -1,60 +1,15 @@
 #pragma once
 
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
 #include <string>
 
-#include "support/poll.h"
-#include "support/temp_dir.h"
+#include "support/program.h"
 
 namespace support {
 
 /// One run of bacnet-device, ended with the object.
-class DeviceProgram {
+class DeviceProgram : public Program {
  public:
-  explicit DeviceProgram(const std::string& arguments) {
-    const std::string line = "exec " + std::string(EMULATOR) + " " BIN_DIR "/bacnet-device " + arguments + " >" +
-                             dir_.file("out") + " 2>" + dir_.file("err");
-    pid_ = fork();
-    if (pid_ == 0) {
-      execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
-      _exit(127);
-    }
-  }
-  ~DeviceProgram() {
-    if (pid_ > 0) kill(pid_, SIGKILL);
-    waitForEnd();
-  }
-  DeviceProgram(const DeviceProgram&) = delete;
-  DeviceProgram& operator=(const DeviceProgram&) = delete;
-
-  std::string readyLine() const {
-    waitUntil([&] { return out().find('\n') != std::string::npos; });
-    return out();
-  }
-  void signal(int number) const {
-    ASSERT_GT(pid_, 0);
-    kill(pid_, number);
-  }
-  int waitForEnd() {  // exit status, -1 for another end
-    if (pid_ > 0) {
-      int status = 0;
-      const bool hasEnded = waitUntil([&] { return waitpid(pid_, &status, WNOHANG) == pid_; });
-      status_ = hasEnded && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-      if (hasEnded) pid_ = -1;
-    }
-    return status_;
-  }
-  std::string out() const { return readFile(dir_.file("out")); }
-  std::string err() const { return readFile(dir_.file("err")); }
-
- private:
-  const TempDir dir_;
-  pid_t pid_ = -1;
-  int status_ = -1;
+  explicit DeviceProgram(const std::string& arguments) : Program("bacnet-device", arguments) {}
 };
 
 }  // namespace support

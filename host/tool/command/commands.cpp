@@ -10,7 +10,7 @@ namespace {
 // In the order of the help.
 constexpr AddCommand* kCommands[] = {
     addInfo,  addLinks, addPoints, addCheck,  addRead,   addWrite,    addPriorities, addRelease,
-    addWatch, addBench, addDoctor, addImport, addExport, addDiscover, addObjects,    addMakeProject,
+    addWatch, addServe, addBench, addDoctor, addImport, addExport, addDiscover, addObjects,    addMakeProject,
 };
 
 }  // namespace

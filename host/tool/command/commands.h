@@ -33,6 +33,7 @@ AddCommand addMakeProject;
 AddCommand addPriorities;
 AddCommand addRelease;
 AddCommand addWatch;
+AddCommand addServe;
 AddCommand addBench;
 AddCommand addDoctor;
 AddCommand addCheck;

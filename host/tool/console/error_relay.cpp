@@ -6,11 +6,10 @@
 #include <unistd.h>
 
 #include <array>
-#include <csignal>
 #include <cstdio>
-#include <functional>
 #include <string_view>
 
+#include "host/tool/console/quiet_thread.h"
 #include "host/tool/failure.h"
 
 namespace tool {
@@ -32,17 +31,6 @@ void passOn(std::string_view text, int target) {
     if (written <= 0) return;
     text.remove_prefix(static_cast<std::size_t>(written));
   }
-}
-
-// Signals are for the thread that calls the driver: they end its waits.
-std::thread startWithoutSignals(const std::function<void()>& work) {
-  sigset_t all;
-  sigset_t before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_BLOCK, &all, &before);
-  std::thread thread(work);
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  return thread;
 }
 
 }  // namespace
