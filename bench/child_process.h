@@ -17,6 +17,8 @@ class CChildProcess {
   CChildProcess(const CChildProcess&) = delete;
   CChildProcess& operator=(const CChildProcess&) = delete;
 
+  pid_t pid() const { return pid_; }
+
  private:
   pid_t pid_;
 };

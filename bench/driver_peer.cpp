@@ -23,30 +23,31 @@ void require(bool isAsExpected, const char* step) {
 
 int nextLink() {
   static int used = 0;
-  return 500000000 + getpid() * 2 + used++;
+  return 500000000 + getpid() * 64 + used++;
 }
 
 }  // namespace
 
-CDriverPeer::CDriverPeer(const std::string& helperFile) : link_(nextLink()) {
-  std::filesystem::copy_file(helperFile, directory_.file("BACnet_Velix"));
-  writeProject(directory_.file("BACnetLabel.xml"), link_, kBatchSize);
+CDriverPeer::CDriverPeer(const LinkSetup& setup) : link_(nextLink()) {
+  std::filesystem::copy_file(setup.helperFile, directory_.file("BACnet_Velix"));
+  writeProject(directory_.file("BACnetLabel.xml"), link_, setup.points, setup.device,
+               setup.isSubscribed ? "<EnableSCOV>1</EnableSCOV>" : "");
+  if (!setup.isReadAhead) directory_.write("helper.json", R"({"readAheadMs": 0})");
   load();
-
   driver::CConfig config;
   config.setConnectNum(link_);
   config.setConfigFilePath(directory_.project());
   config.setCommuConfig({"lo"});
+  start_ = std::chrono::steady_clock::now();
   require(driver_->init(config) == 0, "init");
   require(driver_->connect() == 0, "connect");
-  prepare();
+  prepare(setup.points);
 }
 
 CDriverPeer::~CDriverPeer() {
   owner_ = rttr::variant();
   if (plugin_ != nullptr) dlclose(plugin_);
-  pid_t helper = 0;
-  if (std::ifstream(linkFile(".pid")) >> helper && helper > 0) kill(helper, SIGKILL);
+  if (const pid_t process = helper(); process > 0) kill(process, SIGKILL);
   std::error_code ignored;
   for (const char* ending : {".sock", ".pid", ".log", ".log.old"}) std::filesystem::remove(linkFile(ending), ignored);
 }
@@ -63,13 +64,14 @@ void CDriverPeer::load() {
   driver_ = owner_.extract_wrapped_value().convert<driver::CDriver*>();
 }
 
-void CDriverPeer::prepare() {
-  for (int regId = 1; regId <= kBatchSize; ++regId) {
+void CDriverPeer::prepare(int points) {
+  for (int regId = 1; regId <= points; ++regId) {
     CRegister reg(std::to_string(regId), 4);
     require(driver_->prepareRegister(reg) == 0, "prepareRegister");
-    batch_.push_back({reg, {}});
+    if (batches_.empty() || batches_.back().size() == kBatchSize) batches_.emplace_back();
+    batches_.back().push_back({reg, {}});
   }
-  register_ = batch_.front().reg;
+  register_ = batches_.front().front().reg;
 }
 
 void CDriverPeer::read() {
@@ -78,8 +80,26 @@ void CDriverPeer::read() {
 }
 
 void CDriverPeer::readBatch() {
-  for (driver::BatchItem& item : batch_) item.words.clear();
-  require(driver_->readRegisters(batch_) == 0 && batch_.back().words.size() == 2, "readRegisters");
+  read(batches_.front());
+}
+
+void CDriverPeer::readAll() {
+  for (driver::Batch& batch : batches_) read(batch);
+}
+
+void CDriverPeer::read(driver::Batch& batch) {
+  for (driver::BatchItem& item : batch) item.words.clear();
+  require(driver_->readRegisters(batch) == 0 && batch.back().words.size() == 2, "readRegisters");
+}
+
+pid_t CDriverPeer::helper() const {
+  pid_t process = 0;
+  std::ifstream(linkFile(".pid")) >> process;
+  return process;
+}
+
+double CDriverPeer::age() const {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
 }
 
 }  // namespace bench

@@ -1,34 +1,50 @@
 #pragma once
 
 #include <rttr/variant.h>
+#include <sys/types.h>
 
+#include <chrono>
 #include <string>
 #include <vector>
 
+#include "bench/exchange.h"
 #include "hmi/driver.h"
 #include "tests/support/temp_dir.h"
 
 namespace bench {
 
-/// The plug-in as a runtime loads it, connected to a helper of its own that it has started itself, with a project of
-/// the REAL points 1 to 11. Uses a link number that no panel uses and removes the link's files. Everything throws
-/// std::runtime_error on a failure.
+/// What a driver is to be connected to.
+struct LinkSetup {
+  std::string helperFile;            ///< takes the helper's place in the project directory
+  int points = kBatchSize;           ///< REAL points of the project, from 1 on
+  std::string device = "127.0.0.1";  ///< its address
+  bool isSubscribed = false;         ///< values come by notifications
+  bool isReadAhead = false;          ///< values that will be asked for next are read in advance
+};
+
+/// The plug-in as a runtime loads it, connected to a helper of its own that it has started itself. Uses a link number
+/// that no panel uses and removes the link's files. Everything throws std::runtime_error on a failure.
 class CDriverPeer {
  public:
-  /// `helperFile` takes the helper's place in the project directory.
-  explicit CDriverPeer(const std::string& helperFile);
+  explicit CDriverPeer(const LinkSetup& setup);
   ~CDriverPeer();
 
   CDriverPeer(const CDriverPeer&) = delete;
   CDriverPeer& operator=(const CDriverPeer&) = delete;
 
   void read();
-  void readBatch();
+  void readBatch();  ///< the first points, as many as the driver admits
+  void readAll();    ///< every point, in such batches
+
+  pid_t helper() const;  ///< process id
+  /// Seconds since just before `init`.
+  double age() const;
 
  private:
   std::string linkFile(const char* ending) const;
   void load();
-  void prepare();
+  void prepare(int points);
+  void read(driver::Batch& batch);
 
   const support::TempDir directory_;
   const int link_;
@@ -37,7 +53,8 @@ class CDriverPeer {
   driver::CDriver* driver_ = nullptr;
   CRegister register_;
   std::vector<short> words_;
-  driver::Batch batch_;
+  std::vector<driver::Batch> batches_;
+  std::chrono::steady_clock::time_point start_;
 };
 
 }  // namespace bench

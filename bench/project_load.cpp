@@ -71,12 +71,13 @@ void readSymbols(const pugi::xml_node& symbols, Records& records) {
 
 }  // namespace
 
-void writeProject(const std::string& path, int link, int points) {
+void writeProject(const std::string& path, int link, int points, const std::string& device, const std::string& more) {
   std::ofstream file(path);
   file << fmt::format(
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<ProjectInfo>\n<BACnet LinkID=\"{0}\"><Ip>127.0.0.1</Ip>"
-      "<EnableReadPropm>1</EnableReadPropm><EnableWritePropm>1</EnableWritePropm></BACnet>\n<Symbols LinkID=\"{0}\">\n",
-      link);
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<ProjectInfo>\n<BACnet LinkID=\"{0}\"><Ip>{1}</Ip>"
+      "<EnableReadPropm>1</EnableReadPropm><EnableWritePropm>1</EnableWritePropm>{2}</BACnet>\n"
+      "<Symbols LinkID=\"{0}\">\n",
+      link, device, more);
   for (int regId = 1; regId <= points; ++regId) {
     file << fmt::format(
         "<Symbol><Name>Room_{0}_Temperature</Name><RegId>{0}</RegId><ObjectType>2</ObjectType><Instance>{0}</Instance>"

@@ -4,8 +4,10 @@
 
 namespace bench {
 
-/// Writes a project file of one link with the REAL points 1 to `points`; multiple reads and writes are allowed.
-void writeProject(const std::string& path, int link, int points);
+/// Writes a project file of one link with the REAL points 1 to `points`, analog values; multiple reads and writes are
+/// allowed. `device` is its address, and `more` further elements that the link has.
+void writeProject(const std::string& path, int link, int points, const std::string& device = "127.0.0.1",
+                  const std::string& more = "");
 
 /// Seconds of processor time that the driver's link takes to load `path`, in a fresh process; freeing what was loaded
 /// is not counted. Throws std::runtime_error unless exactly `points` points came of it.

@@ -1,3 +1,4 @@
+// round_trip [STACKS]: STACKS is a folder with node_modules, where the foreign client is.
 // Measures one call through the plug-in beside what else exchanges small messages on one machine: everything
 // interleaved, and everything on one processor, so that the cost itself is seen and not where the scheduler puts it.
 #include <fmt/format.h>
@@ -16,12 +17,13 @@
 #include "bench/driver_peer.h"
 #include "bench/exchange.h"
 #include "bench/modbus_peer.h"
+#include "bench/plain_exchange.h"
 #include "bench/project_load.h"
 #include "bench/redis_peer.h"
 #include "bench/report.h"
 #include "bench/rounds.h"
 #include "bench/system_calls.h"
-#include "bench/unix_socket_floor.h"
+#include "bench/whole_road.h"
 
 namespace {
 
@@ -34,22 +36,13 @@ constexpr int kPointsPerSlice = 20000;
 constexpr int kProjectLink = 1;
 constexpr double kMostSystemCalls = 3;
 
-std::string microseconds(const bench::CRounds& rounds, std::size_t candidate) {
-  return fmt::format("{:.2f} µs", rounds.median(candidate));
-}
-
-void compare(bench::CReport& report, const bench::CRounds& rounds, std::size_t candidate, std::size_t peer,
-             std::optional<double> limit) {
-  report.add(rounds.name(candidate), microseconds(rounds, candidate), rounds.name(peer),
-             rounds.medianRatio(candidate, peer), limit);
-}
-
 void compareRoundTrips(bench::CReport& report) {
-  bench::CUnixSocketFloor floorOfOne(bench::readRequestFrame(1).size(), bench::readReplyFrame(1).size());
-  bench::CUnixSocketFloor floorOfBatch(bench::readRequestFrame(kBatchSize).size(),
-                                       bench::readReplyFrame(kBatchSize).size());
-  bench::CDriverPeer lean(RESPONDER_FILE);
-  bench::CDriverPeer helper(HELPER_FILE);
+  constexpr auto kUnixSocket = bench::CPlainExchange::Over::kUnixSocket;
+  bench::CPlainExchange floorOfOne(kUnixSocket, bench::readRequestFrame(1).size(), bench::readReplyFrame(1).size());
+  bench::CPlainExchange floorOfBatch(kUnixSocket, bench::readRequestFrame(kBatchSize).size(),
+                                     bench::readReplyFrame(kBatchSize).size());
+  bench::CDriverPeer lean({RESPONDER_FILE});
+  bench::CDriverPeer helper({SIMULATOR_FILE});
   bench::CRedisPeer redis;
   bench::CModbusPeer modbus;
 
@@ -64,15 +57,15 @@ void compareRoundTrips(bench::CReport& report) {
   const std::size_t registers = add("libmodbus, 2 registers", [&] { modbus.read(); });
   const std::size_t leanOne = add("one read, lean responder", [&] { lean.read(); });
   const std::size_t leanBatch = add("batch of 11, lean responder", [&] { lean.readBatch(); });
-  const std::size_t helperOne = add("one read, BACnet_Velix", [&] { helper.read(); });
-  const std::size_t helperBatch = add("batch of 11, BACnet_Velix", [&] { helper.readBatch(); });
+  const std::size_t helperOne = add("one read, simulator", [&] { helper.read(); });
+  const std::size_t helperBatch = add("batch of 11, simulator", [&] { helper.readBatch(); });
   rounds.run(kRounds);
 
   for (const std::size_t candidate : {plainOne, plainBatch, get, mget, registers}) {
-    report.add(rounds.name(candidate), microseconds(rounds, candidate));
+    report.add(rounds, candidate);
   }
   const auto against = [&](std::size_t candidate, std::size_t peer, std::optional<double> limit) {
-    compare(report, rounds, candidate, peer, limit);
+    report.add(rounds, candidate, {peer}, limit);
   };
   against(leanOne, plainOne, 1.25);
   against(leanOne, get, 1.0);
@@ -107,9 +100,9 @@ void compareProjectLoads(bench::CReport& report) {
   }
   rounds.run(kProjectRounds);
 
-  for (std::size_t i = 0; i < rounds.size(); i += 2) compare(report, rounds, i, i + 1, 1.3);
+  for (std::size_t i = 0; i < rounds.size(); i += 2) report.add(rounds, i, {i + 1}, 1.3);
   const std::size_t largest = rounds.size() - 2;
-  compare(report, rounds, largest, largest - 2, 1.3);  // linear: a point costs the same
+  report.add(rounds, largest, {largest - 2}, 1.3);  // linear: a point costs the same
 }
 
 int run(int argc, char** argv) {
@@ -128,9 +121,12 @@ int run(int argc, char** argv) {
   compareRoundTrips(report);
   report.add("one read, lean responder", "", "the driver's system calls", systemCallsPerRead(bench::Side::kDriver),
              kMostSystemCalls);
-  report.add("one read, BACnet_Velix", "", "the helper's system calls", systemCallsPerRead(bench::Side::kHelper),
+  report.add("one read, simulator", "", "the helper's system calls", systemCallsPerRead(bench::Side::kHelper),
              kMostSystemCalls);
   compareProjectLoads(report);
+  bench::compareWholeRoad(report, argc == 2 ? argv[1] : "");
+  bench::compareScans(report);
+  bench::measureHelpers(report);
   return 0;
 }
 

@@ -46,10 +46,12 @@ double CRounds::median(std::size_t candidate) const {
   return medianOf(candidates_[candidate].samples);
 }
 
-double CRounds::medianRatio(std::size_t candidate, std::size_t peer) const {
+double CRounds::medianRatio(std::size_t candidate, const std::vector<std::size_t>& peers) const {
   std::vector<double> ratios;
   for (std::size_t round = 0; round < candidates_[candidate].samples.size(); ++round) {
-    ratios.push_back(candidates_[candidate].samples[round] / candidates_[peer].samples[round]);
+    double together = 0;
+    for (const std::size_t peer : peers) together += candidates_[peer].samples[round];
+    ratios.push_back(candidates_[candidate].samples[round] / together);
   }
   return medianOf(std::move(ratios));
 }

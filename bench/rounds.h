@@ -24,7 +24,8 @@ class CRounds {
   std::size_t size() const { return candidates_.size(); }
   /// Microseconds per call.
   double median(std::size_t candidate) const;
-  double medianRatio(std::size_t candidate, std::size_t peer) const;
+  /// Beside one peer, or all of several together.
+  double medianRatio(std::size_t candidate, const std::vector<std::size_t>& peers) const;
 
  private:
   struct Candidate {

@@ -52,7 +52,7 @@ double systemCallsPerRead(Side side) {
 }
 
 void readOnly(Side side, int count) {
-  CDriverPeer peer(side == Side::kDriver ? RESPONDER_FILE : HELPER_FILE);
+  CDriverPeer peer({side == Side::kDriver ? RESPONDER_FILE : SIMULATOR_FILE});
   for (int i = 0; i < count; ++i) peer.read();
 }
 

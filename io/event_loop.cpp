@@ -89,11 +89,13 @@ int CEventLoop::run() {
     std::array<epoll_event, kMostEvents> events;
     const int count = ::epoll_wait(epoll_, events.data(), kMostEvents, timeout());
     if (count < 0 && errno != EINTR) fail("epoll_wait");
+    turn_ = Clock::now();
     for (int i = 0; i < count && !status_; ++i) {
       const epoll_event& event = events[static_cast<std::size_t>(i)];
       handle(event.data.u64, event.events);
     }
     if (!status_ && timers_.first()) timers_.runDue(now(), [this] { return status_.has_value(); });
+    turn_.reset();
   }
   return *status_;
 }

@@ -12,6 +12,11 @@ constexpr std::size_t kLookedLines = 20;   // for the separator
 constexpr std::size_t kQuotedLines = 100;  // a field that spans more is a stray quote
 constexpr std::string_view kBlanks = " \t\r\n\v\f";
 
+// What no XML can hold.
+bool isControl(char each) {
+  return each >= '\0' && each < ' ' && each != '\t' && each != '\r' && each != '\n';
+}
+
 class CCsvReader {
  public:
   CCsvReader(std::string_view text, char separator) : text_(text), separator_(separator) {}
@@ -34,10 +39,11 @@ class CCsvReader {
   }
 
   std::string readField() {
-    if (at_ < text_.size() && text_[at_] == '"') {
-      if (auto field = readQuoted()) return *field;
-    }
-    return readPlain();
+    std::optional<std::string> field;
+    if (at_ < text_.size() && text_[at_] == '"') field = readQuoted();
+    if (!field) field = readPlain();
+    std::replace_if(field->begin(), field->end(), isControl, ' ');
+    return *std::move(field);
   }
 
   std::string readPlain() {

@@ -19,7 +19,7 @@ struct CsvRow {
 char separatorOf(std::string_view text);
 
 /// The rows of `text`, blank ones too. A field in quotes may hold separators, line ends and doubled quotes; a quote
-/// that is never closed is a character like any other.
+/// that is never closed is a character like any other, and a control character, which no project file holds, a blank.
 std::vector<CsvRow> readCsv(std::string_view text, char separator);
 
 /// One record with its line end; fields are quoted where they need it.

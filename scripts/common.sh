@@ -63,6 +63,14 @@ need_packages() {
   as_root env DEBIAN_FRONTEND=noninteractive "${install[@]}" >/dev/null
 }
 
+# Puts the foreign BACnet stacks, of the versions that the tests name, into a folder: foreign_stacks FOLDER.
+foreign_stacks() {
+  command -v npm >/dev/null || need_packages npm # some packages of nodejs bring it along
+  mkdir -p "$1"
+  cp tests/interop/package.json tests/interop/package-lock.json "$1/"
+  npm --prefix "$1" ci --ignore-scripts --no-audit --no-fund --loglevel=error >/dev/null
+}
+
 # Configures and builds a preset, with ninja's own counter to show how far it is.
 build_preset() {
   local preset=$1 folder

@@ -345,6 +345,10 @@ void CDeviceClient::write(std::vector<WriteItem> items, io::TimePoint deadline,
   impl_->writer.write(std::move(items), deadline, std::move(done));
 }
 
+const Values* CDeviceClient::told(const PropertyAddress& address) const {
+  return impl_->subscriptions.value(address);
+}
+
 std::size_t CDeviceClient::countInOneRead(const std::vector<ReadItem>& items) const {
   return impl_->reader.countInOne(items);
 }

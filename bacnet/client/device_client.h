@@ -107,6 +107,10 @@ class CDeviceClient {
                 std::function<void(std::vector<ReadOutcome>)> done);
   void write(std::vector<WriteItem> items, io::TimePoint deadline, std::function<void(std::vector<WriteOutcome>)> done);
 
+  /// What a subscription has told of a property, as far as `read` would answer with it; null where it would not. Good
+  /// until the loop goes on.
+  const Values* told(const PropertyAddress& address) const;
+
   /// How many of `items`, from the first on, the device most likely takes in one request just now.
   std::size_t countInOneRead(const std::vector<ReadItem>& items) const;
 

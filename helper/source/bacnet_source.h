@@ -48,6 +48,7 @@ class CBacnetSource : public CPointSource {
   void subscribe();
   void addExpected(Call& call, std::vector<bacnet::ReadItem>& items);
   void take(Call& call, std::size_t at, const bacnet::ReadOutcome& outcome);
+  void take(Call& call, std::size_t at, const bacnet::Values& values);
   void finish(Call& call);
   void readCurrent(std::shared_ptr<Writing> writing);
   void sendWrites(std::shared_ptr<Writing> writing);

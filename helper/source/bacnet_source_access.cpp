@@ -101,7 +101,11 @@ void CBacnetSource::read(std::vector<PointRead> points, io::TimePoint deadline, 
     if (plan.refused != ResultCode::kDone) continue;
     numbers.push_back(project_->numberOf(*point));
     if (auto held = readAhead.take(numbers.back(), timers_.now())) {
-      take(*call, i, std::move(*held));
+      take(*call, i, *held);
+      continue;
+    }
+    if (const auto* const told = options_.isFaultRefused ? nullptr : connection_->client.told(plan.read)) {
+      take(*call, i, *told);
       continue;
     }
     items.push_back({plan.read, expectedOctets(*point, size)});
@@ -153,14 +157,15 @@ void CBacnetSource::addExpected(Call& call, std::vector<bacnet::ReadItem>& items
 
 // The outcome of one of the points that were asked for.
 void CBacnetSource::take(Call& call, std::size_t at, const bacnet::ReadOutcome& outcome) {
+  const auto* const failure = std::get_if<bacnet::Failure>(&outcome);
+  if (failure == nullptr) return take(call, at, std::get<bacnet::Values>(outcome));
+  call.readings[at].code = codeOf(*failure);
+  call.words[at] = helper::wordsOf(*failure);
+}
+
+void CBacnetSource::take(Call& call, std::size_t at, const bacnet::Values& values) {
   const auto& [point, size] = call.points[at];
   Reading& reading = call.readings[at];
-  if (const auto* const failure = std::get_if<bacnet::Failure>(&outcome)) {
-    reading.code = codeOf(*failure);
-    call.words[at] = helper::wordsOf(*failure);
-    return;
-  }
-  const auto& values = std::get<bacnet::Values>(outcome);
   if (const auto type = bacnet::typeOf(values)) call.project->of(*point).lastRead = type;
   reading.code = fromDevice(values, *point, size, reading.value);
 }

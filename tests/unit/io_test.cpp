@@ -160,6 +160,21 @@ TEST_F(EventLoop, SignalsArriveAndStopLeavesTheRestAlone) {
   EXPECT_EQ(order, "s");
 }
 
+TEST_F(EventLoop, ATurnHasOneTime) {
+  io::TimePoint turn;
+  const CTimer first = loop.at(loop.now(), [&] {
+    turn = loop.now();
+    while (io::Clock::now() <= turn + 1ms) continue;
+    EXPECT_EQ(loop.now(), turn);
+  });
+  const CTimer next = loop.after(2ms, [&] {
+    EXPECT_GE(loop.now(), turn + 1ms);
+    loop.stop(0);
+  });
+  EXPECT_EQ(loop.run(), 0);
+  EXPECT_GT(loop.now(), turn + 1ms) << "outside it is the clock's";
+}
+
 struct Udp : support::LoopFixture {
   using Socket = io::CUdpDatagrams;
   const io::UdpOptions anywhere{{kLoopback, 0}, false, {}};

@@ -256,6 +256,12 @@ TEST_F(PlantImport, AProjectSurvivesTheTableAndBack) {
   EXPECT_FALSE(project.isChanged());
 }
 
+TEST_F(PlantImport, AControlCharacterIsABlank) {
+  const auto rows = plant::readCsv(std::string_view("a\0b;\"\vc\nd\"\n", 11), ';');
+  ASSERT_EQ(rows.size(), 1);
+  EXPECT_THAT(rows[0].fields, testing::ElementsAre("a b", " c\nd"));
+}
+
 TEST_F(PlantImport, ATableAddsAndUpdatesAndTellsWhatIsWrong) {
   const auto import = [&](const std::string& table, bool mayChange) {
     plant::CProjectWriter project;

@@ -8,11 +8,13 @@
 
 namespace bench {
 
-/// What the system itself takes for one exchange: a plain write and read at both ends of a Unix-domain socket.
-class CUnixSocketFloor {
+/// What the system itself takes for one exchange: a plain write and read at both ends of a pair of sockets.
+class CPlainExchange {
  public:
-  /// Lengths in bytes.
-  CUnixSocketFloor(std::size_t requestLength, std::size_t replyLength);
+  enum class Over { kUnixSocket, kLoopbackUdp };
+
+  /// Lengths in bytes. Throws std::system_error.
+  CPlainExchange(Over over, std::size_t requestLength, std::size_t replyLength);
 
   /// Throws std::runtime_error when an exchange is cut short.
   void exchange();
