@@ -137,7 +137,7 @@ std::vector<Fault> makeFaults() {
   all.push_back(fault("each delayed by up to 5 s", delayed(5000)));
   all.back().keepsOrder = false;
   all.push_back(fault("30 % cut", {0, 0, 0.3}));
-  all.push_back(fault("10 % of the answers 30 s late, or when their invoke id is used again", {0, 0, 0, 0.1}));
+  all.push_back(fault("10 % of the answers up to 30 s late, or when their invoke id is used again", {0, 0, 0, 0.1}));
   all.back().keepsOrder = false;
   all.back().pause = milliseconds(10);  // the ids come round in seconds
   all.push_back(fault("device cut off", {1}));

@@ -20,7 +20,8 @@ constexpr std::size_t kEthernet = 14;
 constexpr std::size_t kUdpHeader = 8;
 constexpr std::size_t kBvlcHeader = 4;
 constexpr std::size_t kNpduHeader = 2;  // of a station that is not routed
-constexpr auto kKeptAtMost = std::chrono::seconds(30);
+constexpr int kKeptAtLeast = 5;         // s, where the invoke id is not used again before
+constexpr int kKeptAtMost = 30;
 constexpr auto kTransactionIsOver = std::chrono::seconds(3);  // no try of the same request comes any more
 
 std::uint16_t number16(const std::string& frame, std::size_t at) {
@@ -144,7 +145,8 @@ bool CWire::keepOrGiveBack(int end, const std::string& frame) {
     if (held != held_.end() && loop_.now() - held->second.since >= kTransactionIsOver) giveBack(held->first);
   } else if (end == 1 && (type == 2 || type == 3) && isDue(now_.late)) {
     const HeldKey key{udp.source, static_cast<std::uint8_t>(frame[apdu + 1])};
-    held_[key] = {frame, loop_.now(), loop_.after(kKeptAtMost, [this, key] { giveBack(key); })};
+    const std::chrono::seconds kept(std::uniform_int_distribution<>(kKeptAtLeast, kKeptAtMost)(dice_));
+    held_[key] = {frame, loop_.now(), loop_.after(kept, [this, key] { giveBack(key); })};
     return true;
   }
   return false;
