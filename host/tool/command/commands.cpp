@@ -9,8 +9,8 @@ namespace {
 
 // In the order of the help.
 constexpr AddCommand* kCommands[] = {
-    addInfo,  addLinks, addPoints, addCheck,  addRead,   addWrite,    addPriorities, addRelease,
-    addWatch, addServe, addBench, addDoctor, addImport, addExport, addDiscover, addObjects,    addMakeProject,
+    addInfo,  addLinks, addPoints, addCheck,  addRead,   addWrite,    addPriorities, addRelease,     addWatch,
+    addServe, addBench, addDoctor, addImport, addExport, addDiscover, addObjects,    addMakeProject,
 };
 
 }  // namespace

@@ -62,13 +62,18 @@ std::uint8_t priorityIn(const Record& body, const plant::Point& point) {
   throw CFailure(ExitStatus::kUsage, "the request's \"priority\" is none", "send 1 to 16, but not 6");
 }
 
-Record slotOf(const Commands& commands, std::uint8_t priority) {
+Record orNull(std::string_view text) {
+  return text.empty() ? Record() : Record(text);
+}
+
+Record slotOf(const Commands& commands, const Origins& origins, std::uint8_t priority) {
   const bacnet::Value& value = commands.slots[priority - 1U];
-  const std::string_view level = levelOf(priority);
   Record slot;
   slot["priority"] = priority;
   slot["value"] = std::holds_alternative<bacnet::Null>(value) ? Record() : Record(bacnet::describe(value));
-  slot["who"] = level.empty() ? Record() : Record(level);
+  slot["level"] = orNull(levelOf(priority));
+  slot["who"] = orNull(origins.at(priority - 1U).source);
+  slot["since"] = orNull(origins.at(priority - 1U).time);
   return slot;
 }
 
@@ -212,12 +217,13 @@ void CPageApi::follow(Response& response) {
 
 void CPageApi::showPriorities(const CMonitor::Place& at, Response& response) const {
   const bacnet::ObjectId object = commandedObject(at.point());
-  CStation station(stationFor(at.board.link(), options_.broadcastInterface()));
-  CDevice device(station, deviceOf(at.board.link()));
+  LinkDevice asked(at.board.link(), options_.broadcastInterface());
   Commands commands;
-  if (const auto complaint = readCommands(device, object, commands)) return setError(response, 409, *complaint);
+  if (const auto complaint = readCommands(asked.device, object, commands)) return setError(response, 409, *complaint);
+  const Origins origins = readOrigins(asked.device, object, commands);
   Record slots = Record::array();
-  for (std::uint8_t priority = 1; priority <= kPriorities; ++priority) slots.push_back(slotOf(commands, priority));
+  for (std::uint8_t priority = 1; priority <= kPriorities; ++priority)
+    slots.push_back(slotOf(commands, origins, priority));
   Record record;
   record["default"] =
       commands.relinquishDefault.empty() ? Record() : Record(bacnet::describe(commands.relinquishDefault));
@@ -240,9 +246,8 @@ void CPageApi::write(const CMonitor::Place& at, const Request& request, Response
 void CPageApi::release(const CMonitor::Place& at, const Request& request, Response& response) const {
   const std::uint8_t priority = priorityIn(bodyOf(request), at.point());
   const bacnet::ObjectId object = commandedObject(at.point());
-  CStation station(stationFor(at.board.link(), options_.broadcastInterface()));
-  CDevice device(station, deviceOf(at.board.link()));
-  if (const auto complaint = releaseAt(device, object, priority)) return setError(response, 409, *complaint);
+  LinkDevice asked(at.board.link(), options_.broadcastInterface());
+  if (const auto complaint = releaseAt(asked.device, object, priority)) return setError(response, 409, *complaint);
   at.poller.refresh();
   setJson(response, jsonText({{"code", 0}, {"words", ""}}));
 }
