@@ -51,11 +51,11 @@ export const firstState = (point) => (point.object.startsWith('multi-state') ? 1
 // The text of a state, null where there is none.
 export const stateText = (point, value) => point.texts?.[Number(value) - firstState(point)] ?? null;
 
-// Any value of the point's kind, as those of its priorities are.
+// Any value of the point's kind, as those of its priorities are: a number may come as a text.
 export function anyValue(value, point) {
   if (value === null || value === undefined) return '–';
-  return stateText(point, value) ??
-      withUnit(isReal(point) && typeof value === 'number' ? number(value) : String(value), point);
+  const isNumber = isReal(point) && Number.isFinite(Number(value));
+  return stateText(point, value) ?? withUnit(isNumber ? number(Number(value)) : String(value), point);
 }
 
 // The object, and the property where it is not the present value.
