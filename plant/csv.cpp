@@ -66,7 +66,8 @@ class CCsvReader {
       }
       field += text_[i];
       if (isQuote) ++i;
-      if (text_[i] == '\n' && ++lines > kQuotedLines) break;
+      const bool isLineEnd = text_[i] == '\n' || (text_[i] == '\r' && text_.substr(i + 1, 1) != "\n");
+      if (isLineEnd && ++lines > kQuotedLines) break;
     }
     return std::nullopt;
   }

@@ -256,6 +256,15 @@ TEST_F(PlantImport, AProjectSurvivesTheTableAndBack) {
   EXPECT_FALSE(project.isChanged());
 }
 
+TEST_F(PlantImport, AQuoteThatIsNotClosedWithinAHundredLinesIsACharacter) {
+  for (const char* lineEnd : {"\n", "\r", "\r\n"}) {
+    std::string lines;
+    for (int i = 0; i < 101; ++i) lines += lineEnd;
+    EXPECT_EQ(plant::readCsv("\"a" + lines + "\"", ';')[0].fields[0], "\"a");
+    EXPECT_EQ(plant::readCsv("\"a" + lines.substr(lines.size() / 2) + "\"", ';').size(), 1);
+  }
+}
+
 TEST_F(PlantImport, AControlCharacterIsABlank) {
   const auto rows = plant::readCsv(std::string_view("a\0b;\"\vc\nd\"\n", 11), ';');
   ASSERT_EQ(rows.size(), 1);
