@@ -15,11 +15,11 @@ std::unique_ptr<helper::CPointSource> makeSource(helper::HelperEnvironment& envi
   const auto openSocket = [&environment](const io::UdpOptions& options) -> std::unique_ptr<io::CDatagrams> {
     return std::make_unique<io::CUdpDatagrams>(environment.loop, options);
   };
-  const auto openSockets = [log, openSocket](const helper::LinkSettings& settings,
-                                             const helper::HelperOptions& options) -> std::unique_ptr<io::CDatagrams> {
+  const auto openSockets = [openSocket](const helper::LinkSettings& settings, const helper::HelperOptions& options,
+                                        const auto& remark) -> std::unique_ptr<io::CDatagrams> {
     helper::CLinkSockets::Options sharing{settings.localPort, settings.remotePort, options.hasOwnPort,
                                           options.broadcast, helper::kRuntimeDirectory};
-    auto sockets = std::make_unique<helper::CLinkSockets>(std::move(sharing), openSocket, log);
+    auto sockets = std::make_unique<helper::CLinkSockets>(std::move(sharing), openSocket, remark);
     if (settings.bbmd) sockets->open(*settings.bbmd);
     if (settings.peer) sockets->open(*settings.peer);
     return sockets;

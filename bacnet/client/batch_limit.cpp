@@ -55,6 +55,16 @@ void CBatchLimit::refuse(std::size_t items) {
   most_ = std::max<std::size_t>(std::min(most_, items / 2), 1);
 }
 
+void CBatchLimit::refuse() {
+  if (!mostBefore_) mostBefore_ = most_;
+  most_ = 1;
+}
+
+void CBatchLimit::forgetRefusal() {
+  if (mostBefore_) most_ = *mostBefore_;
+  mostBefore_.reset();
+}
+
 void CBatchLimit::judge(bool wasThere) {
   const std::size_t suspected = std::exchange(suspected_, 0);
   if (suspected == 0 || !wasThere) return;

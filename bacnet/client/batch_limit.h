@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <optional>
 
 #include "bacnet/client/request.h"
 
@@ -32,7 +33,7 @@ class CBatchLimit {
   std::size_t most() const { return most_; }
   bool isKnown() const { return most_ != kNoLimit; }
 
-  void refuse() { most_ = 1; }
+  void refuse();                   ///< the service is not known
   void refuse(std::size_t items);  ///< so many were too many
 
   /// A batch of `items` has been answered.
@@ -41,11 +42,14 @@ class CBatchLimit {
   /// many have been answered before, only the second one without an answer counts: the line may have lost the first.
   void suspect(std::size_t items) { suspected_ = items; }
   void judge(bool wasThere);
+  /// A service that it did not know it may know by now; how much it takes at once stays.
+  void forgetRefusal();
 
  private:
   static constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
 
   std::size_t most_;
+  std::optional<std::size_t> mostBefore_;  // it refused the service
   std::size_t proven_ = 0;
   std::size_t suspected_ = 0;
 };

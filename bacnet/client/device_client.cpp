@@ -45,6 +45,10 @@ struct CDeviceClient::Impl {
   void tellSilence();
   void find(const Station& station);
   void onIAm(const Incoming& from, const IAm& answer);
+  void forgetRefusals();
+  void tellStranger(std::uint32_t id);
+  void considerMove(const Station& elsewhere, const IAm& answer);
+  void endDoubt();
   void applyIAm(const IAm& answer);
   void onUnconfirmed(const Incoming& from, const UnconfirmedRequest& request);
   void onConfirmed(const Incoming& from, const ConfirmedRequest& request);
@@ -68,7 +72,11 @@ struct CDeviceClient::Impl {
   bool hasProfile = false;
   bool isAsking = false;  // for the profile
   io::TimePoint lastHeard{};
+  io::TimePoint refusalsForgotten = timers.now();
   std::set<std::uint32_t> strangers;  // the other devices at its address that were told of
+  std::set<Station> twins;            // other places of its number that were told of
+  std::optional<Station> doubtful;    // it says to be there, while it may still be where it was
+  io::CTimer doubt;
   io::CTimer notFound;
 };
 
@@ -80,7 +88,7 @@ CDeviceClient::Impl::Impl(CNetwork& networkUsed, io::CTimers& timersUsed, Device
       queue(transactions),
       reader(timers, queue, state),
       writer(timers, queue, state),
-      profileReader(transactions, state),
+      profileReader(transactions, state, [this](std::uint32_t id) { tellStranger(id); }),
       silence(
           timers, [this] { probe(); }, [this] { tellSilence(); }),
       discovery(network, timers, state.settings, [this](const Station& station) { find(station); }),
@@ -137,6 +145,7 @@ void CDeviceClient::Impl::heard(bool hasSaidIAm) {
   lastHeard = timers.now();
   subscriptions.heard(lastHeard);
   if (silence.isOn()) endSilence(hasSaidIAm);
+  endDoubt();
 }
 
 /// What says I-Am after a silence, however short, may have been restarted.
@@ -153,8 +162,15 @@ void CDeviceClient::Impl::endSilence(bool hasSaidIAm) {
   if (wasThere && !hasSaidIAm) {
     subscriptions.resume();
   } else {
+    forgetRefusals();
     subscriptions.renewAll();
   }
+}
+
+void CDeviceClient::Impl::forgetRefusals() {
+  refusalsForgotten = timers.now();
+  reader.limit().forgetRefusal();
+  writer.limit().forgetRefusal();
 }
 
 /// A device that was there all the time takes no batch of that size, and does not say more of itself.
@@ -203,6 +219,8 @@ void CDeviceClient::Impl::find(const Station& station) {
   state.profile.station = station;
   notFound.cancel();
   discovery.stop();
+  doubtful.reset();
+  doubt.cancel();
   profileReader.stop();
   isAsking = false;
   queue.close();
@@ -229,16 +247,42 @@ void CDeviceClient::Impl::onIAm(const Incoming& from, const IAm& answer) {
   const auto& expected = state.settings.deviceId;
   if (expected && *expected != answer.device) {
     if (isHere) subscriptions.onIAm();
-    if (!isHere || strangers.size() >= kMostStrangers || !strangers.insert(answer.device).second) return;
-    return state.tell("device " + std::to_string(answer.device) + " says that it is at the address of " +
-                      deviceText(state));
+    if (isHere) tellStranger(answer.device);
+    return;
   }
   if (!isHere && (!expected || !discovery.mayBeAt(from.station))) return;
+  if (!isHere && state.profile.station && !silence.isOn()) return considerMove(from.station, answer);
   applyIAm(answer);
   find(from.station);
   heard(true);
   openQueue();  // it may take more than it did
   subscriptions.onIAm();
+}
+
+void CDeviceClient::Impl::tellStranger(std::uint32_t id) {
+  if (strangers.size() >= kMostStrangers || !strangers.insert(id).second) return;
+  state.tell("device " + std::to_string(id) + " says that it is at the address of " + deviceText(state));
+}
+
+/// It is somewhere else now, or another one has its number: what is heard from the place where it was decides.
+void CDeviceClient::Impl::considerMove(const Station& elsewhere, const IAm& answer) {
+  if (doubtful || twins.count(elsewhere) > 0) return;
+  doubtful = elsewhere;
+  doubt = timers.after(kTryInterval, [this, answer] {
+    const Station place = *doubtful;
+    applyIAm(answer);
+    find(place);
+    subscriptions.onIAm();
+  });
+  probe();
+}
+
+void CDeviceClient::Impl::endDoubt() {
+  if (!doubtful) return;
+  if (twins.size() < kMostStrangers && twins.insert(*doubtful).second)
+    state.tell("another device of its number is at " + stationText(*doubtful) + ", besides " + deviceText(state));
+  doubtful.reset();
+  doubt.cancel();
 }
 
 void CDeviceClient::Impl::onUnconfirmed(const Incoming& from, const UnconfirmedRequest& request) {
@@ -313,6 +357,7 @@ void CDeviceClient::onEvent(EventHandler handler) {
 }
 
 void CDeviceClient::start() {
+  if (impl_->timers.now() - impl_->refusalsForgotten >= kRefusedFor) impl_->forgetRefusals();
   impl_->prepare();
 }
 

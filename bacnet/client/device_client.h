@@ -94,6 +94,8 @@ class CDeviceClient {
   void onEvent(EventHandler handler);
 
   /// Looks for the device and asks it what it can do; reads and writes do so by themselves when it has not been done.
+  /// A service for several properties at once that it did not know is tried again, as it is after a restart; here once
+  /// in ten minutes.
   void start();
   const DeviceProfile& profile() const;
 

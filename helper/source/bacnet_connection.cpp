@@ -11,12 +11,19 @@ namespace {
 // A foreign device's entry at its BBMD, and how often it is made anew.
 constexpr std::uint16_t kSecondsToLive = 60;
 constexpr std::chrono::seconds kRegisterAgain{30};
+constexpr std::chrono::seconds kFirstResult{10};
+constexpr std::chrono::seconds kNextResult{70};  // with two of them lost
 
 }  // namespace
 
-CBacnetSource::Connection::Connection(std::unique_ptr<io::CDatagrams> opened, io::CTimers& timers,
-                                      const LinkSettings& settings, bool hasOwnPort, const Log& log)
-    : sockets(std::move(opened)), network(*sockets, timers), client(network, timers, settings.device) {
+CBacnetSource::Connection::Connection(std::unique_ptr<io::CDatagrams> opened, io::CTimers& clock,
+                                      const LinkSettings& settings, bool hasOwnPort, const Log& logged)
+    : log(logged),
+      timers(clock),
+      bbmd(settings.bbmd),
+      sockets(std::move(opened)),
+      network(*sockets, timers),
+      client(network, timers, settings.device) {
   client.onEvent(log);
   const auto fixed = hasOwnPort ? settings.device.station : std::nullopt;
   network.onApdu([this, fixed](const bacnet::Incoming& from, const bacnet::Apdu& apdu) {
@@ -30,14 +37,26 @@ CBacnetSource::Connection::Connection(std::unique_ptr<io::CDatagrams> opened, io
   sockets->onRefused([this](const io::Address& to) { client.onRefused(to); });
   if (!settings.bbmd) return;
 
-  // Said when it changes only: it is answered twice a minute.
-  network.onResult(
-      [log, bbmd = *settings.bbmd, last = std::uint16_t{0}](const io::Address& from, std::uint16_t result) mutable {
-        if (!(from == bbmd) || result == std::exchange(last, result)) return;
-        log(result == 0 ? fmt::format("the BBMD {} takes the registration again", io::addressText(from))
-                        : fmt::format("the BBMD {} refuses: result 0x{:04x}", io::addressText(from), result));
-      });
-  network.registerForeignDevice(*settings.bbmd, kSecondsToLive, kRegisterAgain);
+  network.onResult([this](const io::Address& from, std::uint16_t result) {
+    if (from == bbmd) onRegistered(result);
+  });
+  network.registerForeignDevice(*bbmd, kSecondsToLive, kRegisterAgain);
+  expectResult(kFirstResult);
+}
+
+// Said when it changes only: it is answered twice a minute.
+void CBacnetSource::Connection::onRegistered(std::uint16_t result) {
+  expectResult(kNextResult);
+  if (std::exchange(lastResult, result) == result) return;
+  log(result == 0 ? fmt::format("the BBMD {} takes the registration again", io::addressText(*bbmd))
+                  : fmt::format("the BBMD {} refuses: result 0x{:04x}", io::addressText(*bbmd), result));
+}
+
+void CBacnetSource::Connection::expectResult(io::Duration within) {
+  resultLacks = timers.after(within, [this] {
+    lastResult.reset();
+    log(fmt::format("the BBMD {} does not answer to the registration", io::addressText(*bbmd)));
+  });
 }
 
 }  // namespace helper

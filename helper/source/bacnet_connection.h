@@ -1,12 +1,15 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "bacnet/client/device_client.h"
 #include "bacnet/network/network.h"
 #include "helper/source/bacnet_source.h"
+#include "io/timers.h"
 
 namespace helper {
 
@@ -17,6 +20,14 @@ struct CBacnetSource::Connection {
   Connection(std::unique_ptr<io::CDatagrams> opened, io::CTimers& timers, const LinkSettings& settings, bool hasOwnPort,
              const Log& log);
 
+  void onRegistered(std::uint16_t result);
+  void expectResult(io::Duration within);
+
+  Log log;
+  io::CTimers& timers;
+  std::optional<io::Address> bbmd;
+  std::optional<std::uint16_t> lastResult = 0;  // of a registration; none while the BBMD does not answer
+  io::CTimer resultLacks;
   std::unique_ptr<io::CDatagrams> sockets;
   bacnet::CNetwork network;
   bacnet::CDeviceClient client;

@@ -72,9 +72,17 @@ void CBacnetSource::connect(io::TimePoint /*deadline*/, Done<Outcome> done) {
   done({});
 }
 
+// A host connects again and again: what was said of the sockets of the last time is not said again of the next.
+CBacnetSource::Log CBacnetSource::newRemarks() {
+  const auto before = std::exchange(remarks_, std::make_shared<std::set<std::string>>());
+  return [log = log_, before, now = remarks_](const std::string& line) {
+    if (now->insert(line).second && before->count(line) == 0) log(line);
+  };
+}
+
 Outcome CBacnetSource::open() {
   try {
-    connection_ = std::make_unique<Connection>(openSockets_(*settings_, options_), timers_, *settings_,
+    connection_ = std::make_unique<Connection>(openSockets_(*settings_, options_, newRemarks()), timers_, *settings_,
                                                options_.hasOwnPort, log_);
   } catch (const std::system_error& failure) {
     return {ResultCode::kLocalNetwork, failure.what()};

@@ -24,10 +24,11 @@ using binding::LinkSettings;
 /// subscription refused, a point's new failure; never a line a request.
 class CBacnetSource : public CPointSource {
  public:
-  /// Opens a link's sockets; throws std::system_error when the port or the network cannot be had.
-  using OpenSockets =
-      std::function<std::unique_ptr<io::CDatagrams>(const LinkSettings& settings, const HelperOptions& options)>;
   using Log = std::function<void(const std::string& line)>;
+  /// Opens a link's sockets; throws std::system_error when the port or the network cannot be had. `remark` takes a line
+  /// of what is not as it should be, then and later.
+  using OpenSockets = std::function<std::unique_ptr<io::CDatagrams>(const LinkSettings& settings,
+                                                                    const HelperOptions& options, const Log& remark)>;
 
   /// `timers` outlives the source.
   CBacnetSource(io::CTimers& timers, OpenSockets openSockets, Log log);
@@ -45,6 +46,7 @@ class CBacnetSource : public CPointSource {
   struct Writing;     // a write under way
 
   Outcome open();
+  Log newRemarks();
   void subscribe();
   void addExpected(Call& call, std::vector<bacnet::ReadItem>& items);
   void take(Call& call, std::size_t at, const bacnet::ReadOutcome& outcome);
@@ -63,6 +65,7 @@ class CBacnetSource : public CPointSource {
   std::shared_ptr<CBoundProject> project_;
   std::set<bacnet::ObjectId> subscribed_;
   std::unique_ptr<Connection> connection_;
+  std::shared_ptr<std::set<std::string>> remarks_ = std::make_shared<std::set<std::string>>();  // of the sockets so far
 };
 
 }  // namespace helper

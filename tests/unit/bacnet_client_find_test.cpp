@@ -4,6 +4,7 @@ namespace test {
 namespace {
 
 using namespace bacnet;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -55,11 +56,36 @@ TEST_F(FindDevice, OneThatMovesIsFollowed) {
   EXPECT_EQ(readOne(3), "3") << "Who-Is has found it";
   device.moveTo(kDevice);
   device.iAm();
-  wait(milliseconds(10));
+  wait(milliseconds(1010));
   EXPECT_EQ(readOne(3), "3");
-  EXPECT_EQ(took, 2) << "it has said so itself";
+  EXPECT_EQ(took, 2) << "it has said so itself, and nobody answers where it was";
   EXPECT_THAT(events, ElementsAre(HasSubstr("does not answer"), HasSubstr("moved to 10.0.0.3"),
                                   HasSubstr("answers again"), HasSubstr("moved to 10.0.0.2")));
+}
+
+TEST_F(FindDevice, AnotherDeviceOfItsNumberIsToldOnceAndChangesNothing) {
+  make(byWhoIs);
+  CScriptedDevice other(net, clock, kElsewhere, kDeviceId);
+  for (int i = 0; i < 3; ++i) {
+    other.iAm();
+    wait(seconds(2));
+    EXPECT_EQ(client->profile().station, (Station{kDevice, {}}));
+  }
+  EXPECT_THAT(events, ElementsAre(HasSubstr("another device of its number is at 10.0.0.3")));
+  device.isDead = true;
+  EXPECT_EQ(readOne(3), "silent");
+  wait(seconds(5));
+  EXPECT_EQ(client->profile().station, (Station{kElsewhere, {}})) << "the only one that is left";
+}
+
+TEST_F(FindDevice, AnotherNumberAtItsAddressShowsWithTheFirstAnswer) {
+  device.announces = false;
+  device.isDead = true;
+  make([](auto& settings) { settings.deviceId = 99; });
+  device.isDead = false;
+  wait(seconds(10));
+  EXPECT_EQ(readOne(3), "3");
+  EXPECT_THAT(events, Contains(HasSubstr("device 4711 says that it is at the address of device 99 at 10.0.0.2")));
 }
 
 TEST_F(FindDevice, AnotherDeviceAtItsAddressIsToldOnce) {

@@ -300,6 +300,43 @@ TEST_F(DeviceClient, ARefusedBatchIsMadeSmallerAndThatRemembered) {
   }
 }
 
+// It may have learnt it meanwhile.
+TEST_F(DeviceClient, ABatchThatWasRefusedIsTriedAgainAfterARestartAndAConnect) {
+  const auto restart = [this] {
+    device.isDead = true;
+    readOne(0);
+    wait(seconds(4));
+    device.isDead = false;
+    device.iAm();
+    wait(milliseconds(10));
+  };
+  const auto connect = [this] {
+    client->start();
+    readOne(0);
+    EXPECT_EQ(client->profile().readBatch, 1) << "hosts connect often";
+    wait(minutes(11));
+    client->start();
+  };
+  for (const auto& happens : {std::function<void()>(restart), std::function<void()>(connect)}) {
+    make([](auto& settings) { settings.mayReadMultiple = settings.mayWriteMultiple = true; });
+    device.script = [](const ConfirmedRequest& request, std::size_t items) -> std::optional<Apdu> {
+      return items > 1 ? std::optional<Apdu>(RejectPdu{request.invokeId, reject_reason::kUnrecognizedService})
+                       : std::nullopt;
+    };
+    read(presentValues(4));
+    write(writesOf(4, 1));
+    EXPECT_EQ(client->profile().readBatch, 1);
+    EXPECT_EQ(client->profile().writeBatch, 1);
+    device.script = nullptr;
+    happens();
+    device.asked.clear();
+    read(presentValues(4));
+    write(writesOf(4, 1));
+    EXPECT_EQ(device.count(ConfirmedService::kReadPropertyMultiple), 1);
+    EXPECT_EQ(device.count(ConfirmedService::kWritePropertyMultiple), 1);
+  }
+}
+
 TEST_F(DeviceClient, ABatchThatGetsNoAnswerIsMadeSmaller) {
   make([](auto& settings) { settings.mayReadMultiple = true; });
   device.script = [](const ConfirmedRequest&, std::size_t items) -> std::optional<Apdu> {

@@ -27,6 +27,7 @@ namespace {
 using namespace std::chrono_literals;
 using bacnet::ObjectId;
 using plant::DataType;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -128,7 +129,7 @@ class BacnetSource : public testing::Test {
   std::vector<std::string> log;
   int opened = 0;
   CBacnetSource source{clock,
-                       [&](const LinkSettings&, const HelperOptions&) {
+                       [&](const LinkSettings&, const HelperOptions&, const CBacnetSource::Log&) {
                          ++opened;
                          return network.open(kOwnAddress);
                        },
@@ -248,7 +249,7 @@ TEST_F(BacnetSource, AReloadedProjectKeepsItsConnectionUnlessTheRoadChanges) {
 TEST_F(BacnetSource, ARefusedPortOrOptionsFileRefusesWithItsCode) {
   CBacnetSource unlucky(
       clock,
-      [](const LinkSettings&, const HelperOptions&) -> std::unique_ptr<io::CDatagrams> {
+      [](const LinkSettings&, const HelperOptions&, const CBacnetSource::Log&) -> std::unique_ptr<io::CDatagrams> {
         throw std::system_error(std::make_error_code(std::errc::permission_denied), "bind");
       },
       [](const std::string&) {});
@@ -311,6 +312,42 @@ TEST_F(BacnetSource, ARefusalOfTheBbmdIsSaidOnceAndNobodyElsesIs) {
     clock.advance(10ms);
   }
   EXPECT_THAT(log, ElementsAre(HasSubstr("192.0.2.2:47808 refuses: result 0x0030"), HasSubstr("again")));
+}
+
+TEST_F(BacnetSource, ABbmdThatDoesNotAnswerIsSaidOnce) {
+  link->mode = 2;
+  ASSERT_EQ(connect(), ResultCode::kDone);
+  log.clear();
+  clock.advance(11s);
+  EXPECT_THAT(log, Contains(HasSubstr("the BBMD 192.0.2.2:47808 does not answer")));
+  clock.advance(5min);
+  bacnet::Bvlc taken;
+  taken.function = bacnet::BvlcFunction::kResult;
+  deviceSocket->send(kOwnAddress, bacnet::encodeBvlc(taken));
+  clock.advance(60s);
+  log.erase(std::remove_if(log.begin(), log.end(), [](const auto& line) { return line.find("BBMD") == line.npos; }),
+            log.end());
+  EXPECT_THAT(log, ElementsAre(HasSubstr("does not answer"), HasSubstr("takes the registration again")));
+}
+
+// A host connects again and again while it is refused.
+TEST_F(BacnetSource, WhatIsSaidOfTheSocketsIsSaidAgainOnlyWhenItChanges) {
+  std::string state = "deaf";
+  CBacnetSource unlucky(
+      clock,
+      [&](const LinkSettings&, const HelperOptions&,
+          const CBacnetSource::Log& remark) -> std::unique_ptr<io::CDatagrams> {
+        remark(state);
+        throw std::system_error(std::make_error_code(std::errc::permission_denied), "bind");
+      },
+      [&](const std::string& line) { log.push_back(line); });
+  ASSERT_EQ(unlucky.load(link, directory.path()).code, ResultCode::kDone);
+  log.clear();
+  for (const char* each : {"deaf", "deaf", "deaf", "shut out", "shut out", "deaf"}) {
+    state = each;
+    unlucky.connect(clock.now(), [](const Outcome&) {});
+  }
+  EXPECT_THAT(log, ElementsAre("deaf", "shut out", "deaf"));
 }
 
 TEST_F(BacnetSource, ReadsAheadWhatIsAskedForInTurn) {
