@@ -28,7 +28,7 @@ const ANY_DEVICE = 4194303;
 const [stackName, settings] = [process.argv[2], JSON.parse(process.argv[3])];
 const {deviceId, properties, isReadOnly = [], hasReadMultiple = true, hasWriteMultiple = false, notifiedIndex} =
     settings;
-const stack = new Stack(stackName);
+const stack = new Stack(stackName, settings.broadcast);
 const slots = new Map();  // of priority arrays, by object
 const subscriptions = new Map();
 
@@ -190,9 +190,9 @@ stack.on('subscribeCov', ({header, invokeId, payload}) => {
   notify(subscription);
 });
 
-stack.on('whoIs', ({payload}) => {
+stack.on('whoIs', ({header, payload}) => {
   const {lowLimit = 0, highLimit = ANY_DEVICE} = payload ?? {};
-  if (deviceId >= lowLimit && deviceId <= highLimit) stack.iAm(deviceId);
+  if (deviceId >= lowLimit && deviceId <= highLimit) stack.iAm(deviceId, header?.sender);
 });
 
 process.on('message', ({set, value}) => {

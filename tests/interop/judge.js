@@ -6,7 +6,7 @@ const {execFileSync} = require('child_process');
 const FIELDS = [
   'frame.number', 'frame.time_epoch', 'ip.src', 'udp.srcport', 'ip.dst', 'udp.dstport', 'bacapp.type',
   'bacapp.invoke_id', 'bacapp.confirmed_service', 'bacapp.unconfirmed_service', '_ws.malformed', '_ws.expert.severity',
-  '_ws.expert.message', 'udp.payload', '_ws.col.Info'
+  '_ws.expert.message', 'udp.payload', '_ws.col.Info', 'bvlc.function', 'bacnet.mesgtyp'
 ];
 const TYPE = {
   confirmedRequest: 0,
@@ -17,6 +17,7 @@ const TYPE = {
   abort: 7
 };
 const ENDS = [TYPE.simpleAck, TYPE.complexAck, TYPE.error, TYPE.reject, TYPE.abort];
+const WITHOUT_NPDU = ['0x00', '0x05'];  // result, registration
 const EXPERT_WARNING = 6291456;
 const EXPERT_ERROR = 8388608;
 
@@ -51,6 +52,7 @@ function readCapture(file) {
       message: of('_ws.expert.message'),
       payload: of('udp.payload'),
       info: of('_ws.col.Info'),
+      isBelowApdus: of('bacnet.mesgtyp') !== '' || WITHOUT_NPDU.includes(of('bvlc.function')),
     };
   });
 }
@@ -92,8 +94,8 @@ function judge(file, ours, left) {
   const what = (frame) => `${frame.isMalformed ? 'malformed' : frame.message}: ${show(frame)}`;
   const sent = frames.filter((frame) => ours.has(frame.source));
   const faults = [...sent.filter(isFaulty).map(what), ...judgeTransactions(frames, ours)];
-  const unread =
-      sent.filter((frame) => frame.type === null && !frame.isMalformed).map((frame) => `not BACnet: ${show(frame)}`);
+  const unread = sent.filter((frame) => frame.type === null && !frame.isBelowApdus && !frame.isMalformed)
+                     .map((frame) => `not BACnet: ${show(frame)}`);
   const warned = sent.filter((frame) => !isFaulty(frame) && frame.severity >= EXPERT_WARNING)
                      .map((frame) => `warning, ${what(frame)}`);
   const foreign = frames.filter((frame) => !ours.has(frame.source) && frame.severity >= EXPERT_WARNING)

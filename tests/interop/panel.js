@@ -37,8 +37,8 @@ class Link {
     fs.copyFileSync(path.join(programs, 'BACnet_Velix'), path.join(this.folder, 'BACnet_Velix'));
   }
 
-  // Runs hmi-host; its results by point, as it gives them in JSON, with the time it took in seconds.
-  async host(...args) {
+  // Runs hmi-host; its records, as it gives them in JSON, with the time it took in seconds.
+  async tool(...args) {
     const started = process.hrtime.bigint();
     const fixed = ['--project', `${this.folder}/`, '--link', this.number, '--format', 'json', '--string-bytes', 128];
     const log = fs.openSync(path.join(this.folder, 'hmi-host.log'), 'a');
@@ -52,9 +52,13 @@ class Link {
     const status = await new Promise((resolve) => host.on('close', resolve));
     const seconds = Number(process.hrtime.bigint() - started) / 1e9;
     if (output === '') throw new Error(`hmi-host ended with status ${status} and says: ${this.lastWords()}`);
-    const results = output.split('\n').filter(Boolean).map((line) => JSON.parse(line));
-    const of = Object.fromEntries(results.map((each) => [this.points[each.regId - 1].name, each]));
-    return {status, seconds, of};
+    return {status, seconds, records: output.split('\n').filter(Boolean).map((line) => JSON.parse(line))};
+  }
+
+  // The same by point.
+  async host(...args) {
+    const {status, seconds, records} = await this.tool(...args);
+    return {status, seconds, of: Object.fromEntries(records.map((each) => [this.points[each.regId - 1].name, each]))};
   }
 
   register(name) { return this.points.findIndex((each) => each.name === name) + 1; }

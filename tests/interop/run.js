@@ -10,6 +10,7 @@ const {judge, samples} = require('./judge');
 const {Lan} = require('./lan');
 const {CUT} = require('./provoke');
 const {judgePorts, sharedPort} = require('./scenarios_ports');
+const {foreign, routed} = require('./scenarios_routes');
 const {Site, until} = require('./site');
 
 const STACKS = ['node-bacnet', '@bacnet-js/client'];
@@ -75,6 +76,10 @@ async function main() {
   for (const [name, scenario] of PER_STACK) {
     for (const stack of STACKS) await play(`${name}: ${stack}`, () => scenario(site, stack));
   }
+  for (const [name, scenario] of foreign) {
+    for (const stack of STACKS) await play(`${name}: ${stack}`, () => scenario(site, stack));
+  }
+  await play('a device behind a router', () => routed(site));
   await play('one port for three links', () => sharedPort(site, STACKS));
   const provoker = await provoke(site, capture);
   await endCapture();

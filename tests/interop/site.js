@@ -91,7 +91,7 @@ class Site {
     this.nextDeviceId = 1000;
   }
 
-  machine(isOurs) { return this.lan.machine((this.nextAddress += 1), isOurs); }
+  machine(isOurs, network) { return this.lan.machine((this.nextAddress += 1), isOurs, network); }
 
   deviceId() { return (this.nextDeviceId += 1); }
 
@@ -101,18 +101,35 @@ class Site {
   }
 
   // A foreign device on a machine of its own, and, unless it is told, with an instance number of its own.
-  async device(stack, settings) {
-    const device =
-        new Device(await this.machine(), stack, {deviceId: settings.deviceId ?? this.deviceId(), ...settings});
-    this.started.push(device);
-    return device.start();
+  async device(stack, settings) { return this.deviceOn(await this.machine(), stack, settings); }
+
+  deviceOn(machine, stack, settings) {
+    return this.start(new Device(machine, stack, {deviceId: settings.deviceId ?? this.deviceId(), ...settings}));
   }
 
-  async client(stack) {
-    const client = new Client(await this.machine(), stack);
-    this.started.push(client);
-    return client.start();
+  start(program) {
+    this.started.push(program);
+    return program.start();
   }
+
+  // A router between the two networks, and a BBMD on the far one; the address that the panel knows of each.
+  async router() {
+    const gateway = await this.lan.gateway();
+    const {address, broadcast, far} = gateway;
+    await this.start(
+        new Foreign(gateway, 'relay.js', [JSON.stringify({kind: 'router', near: {address, broadcast}, far})]));
+    return address;
+  }
+
+  async bbmd() {
+    await this.lan.gateway();
+    const machine = await this.machine(false, 'far');
+    const {address, broadcast} = machine;
+    await this.start(new Foreign(machine, 'relay.js', [JSON.stringify({kind: 'bbmd', far: {address, broadcast}})]));
+    return address;
+  }
+
+  async client(stack) { return this.start(new Client(await this.machine(), stack)); }
 
   async link(elements, points) {
     const link = new Link(await this.panel(), this.programs, this.folder, this.links.length + 1, elements, points);

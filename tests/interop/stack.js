@@ -30,12 +30,12 @@ const CHARACTER_SET = {
 };
 
 class Stack {
-  constructor(name) {
+  constructor(name, broadcastAddress = BROADCAST) {
     this.name = name;
     const library = require(name);
     const Client = library.default ?? library;
     this.hasCallbacks = name === 'node-bacnet';
-    this.client = new Client({broadcastAddress: BROADCAST, apduTimeout: 3000});
+    this.client = new Client({broadcastAddress, apduTimeout: 3000});
     this.client.on('error', (error) => {
       throw error;
     });
@@ -92,9 +92,10 @@ class Stack {
 
   respond(operation, ...args) { this.client[operation](...args); }
 
-  iAm(deviceId) {
+  // To everybody, or to whoever asks through a router.
+  iAm(deviceId, asking) {
     const NO_SEGMENTATION = 3;
-    this.client.iAmResponse(null, deviceId, NO_SEGMENTATION, 0);
+    this.client.iAmResponse(asking?.net ? asking : null, deviceId, NO_SEGMENTATION, 0);
   }
 
   // Neither stack has a Reject.
