@@ -166,8 +166,8 @@ void compareScans(CReport& report) {
     CDriverPeer driver(setup);
     driver.read();
     for (int learning = 0; isReadAhead && learning < 2; ++learning) driver.readAll();
-    std::vector<double> taken;
-    for (int scan = 0; scan < (isReadAhead ? kScans : 1); ++scan) taken.push_back(secondsOf([&] { driver.readAll(); }));
+    std::vector<double> taken(isReadAhead ? kScans : 1);
+    for (double& each : taken) each = secondsOf([&] { driver.readAll(); });
     report.add(fmt::format("{} points{}, 100 ms away", kScanPoints, isReadAhead ? "" : ", not ahead"),
                fmt::format("{:.2f} s", medianOf(taken)), peer, medianOf(taken) / least,
                isReadAhead ? std::optional<double>(1.3) : std::nullopt);
