@@ -124,6 +124,8 @@ std::string objection(const char* what, const std::string& text, std::int32_t mo
 // Takes the objects of a list row by row.
 class CEdeReader {
  public:
+  explicit CEdeReader(const EdeTexts& types) : types_(types) {}
+
   void add(const CsvRow& row) {
     if (row.isBlank()) return;
     if (isHeadLine(row)) {
@@ -140,8 +142,19 @@ class CEdeReader {
  private:
   std::string text(const CsvRow& row, Column column) const { return field(row, positions_[column]); }
 
+  // The object type's number, also where it stands there in words.
+  std::string typeIn(const CsvRow& row) const {
+    std::string type = text(row, kObjectType);
+    const auto isNamed = [&](const auto& each) {
+      return !type.empty() && !each.second.empty() && columnKey(each.second.front()) == columnKey(type);
+    };
+    if (numberIn(type)) return type;
+    const auto named = std::find_if(types_.begin(), types_.end(), isNamed);
+    return named == types_.end() ? type : std::to_string(named->first);
+  }
+
   std::string reasonAgainst(const CsvRow& row) const {
-    std::string reason = objection("object-type", text(row, kObjectType), kLastObjectType);
+    std::string reason = objection("object-type", typeIn(row), kLastObjectType);
     if (reason.empty()) reason = objection("object-instance", text(row, kInstance), kLastInstance);
     const std::string device = text(row, kDevice);
     if (reason.empty() && !device.empty()) reason = objection("device obj.-instance", device, kLastInstance);
@@ -161,7 +174,7 @@ class CEdeReader {
     }
     object.device = numberIn(text(row, kDevice));
     if (object.device == 0) object.device.reset();  // DeviceId 0 tells no device
-    object.objectType = *numberIn(text(row, kObjectType));
+    object.objectType = *numberIn(typeIn(row));
     object.instance = *numberIn(text(row, kInstance));
     object.isCommandable = isYes(text(row, kSettable));
     object.stateTexts = numberIn(text(row, kStateTexts));
@@ -178,6 +191,7 @@ class CEdeReader {
     list_.leftOut.push_back({object.line, object.keyname.empty() ? object.objectName : object.keyname, reason});
   }
 
+  const EdeTexts& types_;
   Positions positions_ = usualPositions();
   EdeList list_;
   std::map<std::tuple<std::optional<std::int32_t>, std::int32_t, std::int32_t>, std::size_t> lines_;
@@ -190,9 +204,9 @@ std::string lowerCase(std::string text) {
 
 }  // namespace
 
-EdeList readEdeList(std::string_view bytes) {
+EdeList readEdeList(std::string_view bytes, const EdeTexts& types) {
   const std::string text = decoded(bytes);
-  CEdeReader reader;
+  CEdeReader reader(types);
   for (const CsvRow& row : readCsv(text, separatorOf(text))) reader.add(row);
   return reader.take();
 }

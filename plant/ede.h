@@ -42,7 +42,8 @@ using EdeTexts = std::map<std::int32_t, std::vector<std::string>>;
 
 /// Reads an EDE object list of any of the usual encodings and separators. Columns go by their names where the file
 /// names them, by their usual position otherwise; a name it does not know is passed over.
-EdeList readEdeList(std::string_view bytes);
+/// An object type may stand there in the words that `types` has for its number, too.
+EdeList readEdeList(std::string_view bytes, const EdeTexts& types = {});
 
 /// Reads a file of texts that goes with such a list: state texts, units or object types.
 EdeTexts readEdeTexts(std::string_view bytes);

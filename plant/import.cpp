@@ -115,7 +115,7 @@ class CEdeImport {
     if (!choice_.filter.admits(record)) return;
     const std::vector<Point> points = pointsOf(record, choice_.filter);
     if (points.empty()) {
-      line.note = "object type " + std::to_string(object.objectType) + " has no present value for a register";
+      line.note = typeText(object.objectType) + " has no present value for a register";
       report_.push_back(line);
       return;
     }
@@ -129,6 +129,11 @@ class CEdeImport {
   ImportReport take() { return std::move(report_); }
 
  private:
+  std::string typeText(std::int32_t type) const {
+    const std::string words = textsOf(files_.objectTypes, type);
+    return "object type " + std::to_string(type) + (words.empty() ? "" : " (" + words + ")");
+  }
+
   std::int32_t linkOf(const EdeObject& object) {
     std::optional<Placement> change;
     const std::int32_t number = links_.linkOf(object.device, change);
@@ -171,13 +176,16 @@ const char* noteOf(Placement placement) {
 std::int32_t readEdeFiles(const std::string& path, EdeFiles& files, std::string& error) {
   std::string bytes;
   if (readFile(path, bytes, error) != 0) return -1;
-  files.list = readEdeList(bytes);
-  for (const auto& [ending, texts] : {std::pair("StateTexts", &files.stateTexts), std::pair("Units", &files.units)}) {
+  const std::string list = bytes;
+  const std::pair<const char*, EdeTexts*> companions[] = {
+      {"StateTexts", &files.stateTexts}, {"Units", &files.units}, {"ObjTypes", &files.objectTypes}};
+  for (const auto& [ending, texts] : companions) {
     const std::string companion = edeCompanion(path, ending);
     if (companion.empty()) continue;
     if (readFile(companion, bytes, error) != 0) return -1;
     *texts = readEdeTexts(bytes);
   }
+  files.list = readEdeList(list, files.objectTypes);
   return 0;
 }
 

@@ -41,6 +41,7 @@ struct EdeFiles {
   EdeList list;
   EdeTexts stateTexts;
   EdeTexts units;
+  EdeTexts objectTypes;
 };
 
 /// Reads the list at `path` and the files beside it that go with it. Result: 0; -1 with `error`: one of them is there

@@ -5,9 +5,11 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <filesystem>
 
 #include "plant/check.h"
 #include "plant/csv.h"
+#include "plant/ede_writer.h"
 #include "plant/point_table.h"
 #include "plant/text_encoding.h"
 #include "support/temp_dir.h"
@@ -188,6 +190,27 @@ TEST_F(PlantImport, TextsBesideTheListAreFound) {
   EXPECT_EQ(report[1].states, "Off, On");
   EXPECT_EQ(report[1].unit, "°C");
   EXPECT_EQ(report[2].note, "there is no state text 5");
+
+  dir.write("A_ObjTypes.csv", "#Code;Object Type\n2;Analog Value\n15;Notification Class\n");
+  EXPECT_THAT(importEde(kHead + "C;7;N;analog value;4\nD;7;N;15;1\nE;7;N;Analog Thing;1\n"),
+              ElementsAre("1.1 C REAL", "object type 15 (Notification Class) has no present value for a register",
+                          "object-type 'Analog Thing' is no number"));
+}
+
+TEST_F(PlantImport, AnEdeOfAProjectMakesTheSamePoints) {
+  const std::string first = kHead + "A;11;N;0;1;;N\n\"B; \"\"b\"\"\";11;N;2;5;;Y\nC;22;N;4;1;;Y\nÄ;22;N;200;7;;N\n";
+  plant::EdeChoice withRelease;
+  withRelease.filter.withRelease = withRelease.filter.withFlags = true;
+  const auto points = importEde(first, withRelease);
+  const plant::EdeText ede =
+      plant::toEde(links(), {"P", "2027-03-09"}, [](auto type) { return "T" + std::to_string(type); });
+  EXPECT_EQ(ede.objects, 4U);
+  EXPECT_EQ(ede.leftOut, 10U) << "flags of four, and two releases";
+  EXPECT_EQ(ede.otherDataType, 0U);
+  EXPECT_THAT(ede.objectTypes, HasSubstr("\n4;T4\n200;T200\n"));
+  std::filesystem::remove(path);
+  EXPECT_EQ(importEde(ede.list, withRelease), points);
+  EXPECT_EQ(plant::readEdeList(ede.list).projectName, "P");
 }
 
 TEST_F(PlantImport, WhatIsInTheFileStaysAsItIsWritten) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/tool/command/commands.h"
+#include "host/tool/command/type_option.h"
 #include "host/tool/console/error_relay.h"
 #include "host/tool/console/records.h"
 #include "host/tool/link/project.h"
@@ -30,7 +31,7 @@ const std::map<std::string, plant::NameSource> kNameSources = {{"keyname", plant
 struct ImportOptions {
   std::string file;
   std::string names = "keyname";
-  std::vector<std::int32_t> types;
+  std::vector<std::string> types;
   plant::PointFilter filter;
   bool mayChange = false;
   bool isDryRun = false;
@@ -118,7 +119,7 @@ plant::ImportReport reportOf(const Options& options, const ImportOptions& own, p
   if (plant::isTable(bytes)) return plant::importTable(bytes, own.mayChange, project);
   if (plant::readEdeFiles(own.file, files, error) != 0) throw CFailure(ExitStatus::kUsage, error, kFileRemedy);
   plant::EdeChoice choice = {options.link, kNameSources.at(own.names), own.filter};
-  choice.filter.objectTypes.insert(own.types.begin(), own.types.end());
+  choice.filter.objectTypes = typesIn(own.types);
   return plant::importEde(files, choice, project);
 }
 
@@ -168,9 +169,7 @@ void addImport(CLI::App& app, Action& action) {
       ->capture_default_str();
   command->add_option("--only", own->filter.names, "of an EDE, only points whose name matches the glob")
       ->type_name("PATTERN");
-  command->add_option("--type", own->types, "of an EDE, only objects of this type, by number")
-      ->type_name("N")
-      ->check(CLI::Range(0, 1023).description(""));
+  addTypeOption(*command, own->types, "of an EDE, only objects of this type");
   command->add_flag("--with-release", own->filter.withRelease,
                     "a release button for each commandable object of an EDE");
   command->add_flag("--with-flags", own->filter.withFlags, "fault and out-of-service of each object of an EDE");

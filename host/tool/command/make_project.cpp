@@ -1,15 +1,14 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "bacnet/number/names.h"
 #include "host/tool/command/commands.h"
 #include "host/tool/command/device_choice.h"
+#include "host/tool/command/type_option.h"
 #include "host/tool/console/error_relay.h"
 #include "host/tool/console/records.h"
 #include "host/tool/link/project.h"
@@ -29,16 +28,6 @@ struct MakeOptions {
   plant::PointFilter filter;
   bool isDryRun = false;
 };
-
-std::int32_t typeIn(const std::string& text) {
-  if (const auto number = bacnet::kObjectTypeNames.number(text)) return static_cast<std::int32_t>(*number);
-  std::int32_t number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, failure] = std::from_chars(text.data(), end, number);
-  if (failure == std::errc() && stop == end && number >= 0 && number <= 1023) return number;
-  throw CFailure(ExitStatus::kUsage, fmt::format("there is no object type '{}'", text),
-                 "write it as analog-input, or by its number");
-}
 
 Listing savedListing(const std::string& file) {
   std::string text;
@@ -104,7 +93,7 @@ Record addTo(plant::CProjectWriter& project, const Listing& listing, const plant
 
 ExitStatus makeProject(const Options& options, COutput& output, const MakeOptions& own) {
   plant::PointFilter filter = own.filter;
-  for (const std::string& type : own.types) filter.objectTypes.insert(typeIn(type));
+  filter.objectTypes = typesIn(own.types);
   plant::CProjectWriter project;
   std::string error;
   if (project.open(projectFile(options), error) != 0)
@@ -151,9 +140,7 @@ void addMakeProject(CLI::App& app, Action& action) {
   command->add_option("--only", own->filter.names, "only objects whose name matches the glob")
       ->type_name("PATTERN")
       ->allow_extra_args(false);
-  command->add_option("--type", own->types, "only objects of this type, by name or number")
-      ->type_name("TYPE")
-      ->allow_extra_args(false);
+  addTypeOption(*command, own->types, "only objects of this type");
   command->add_flag("--with-flags", own->filter.withFlags, "fault and out-of-service of each object, too");
   command->add_flag("--with-release", own->filter.withRelease, "a release button for each commandable object");
   command->add_flag("--dry-run", own->isDryRun, "tell what would come of it, and write nothing");
