@@ -1,67 +1,51 @@
 #include "bacnet/server/standard_object.h"
 
-#include <algorithm>
 #include <array>
 #include <iterator>
 #include <utility>
 
 #include "bacnet/number/names.h"
 #include "bacnet/number/object_types.h"
+#include "bacnet/number/present_values.h"
 #include "bacnet/number/properties.h"
 
 namespace bacnet::server {
 
 namespace {
 
-enum class Kind { kAnalog, kBinary, kMultiState, kPlain };
-
-struct TypeMeaning {
-  ObjectType type;
-  Kind kind;
-  Datatype presentValue;
-  bool isCommandable;
-};
-
-constexpr std::array<TypeMeaning, 29> kTypes = {{
-    {0, Kind::kAnalog, Datatype::kReal, false},           // analog-input
-    {1, Kind::kAnalog, Datatype::kReal, true},            // analog-output
-    {2, Kind::kAnalog, Datatype::kReal, true},            // analog-value
-    {3, Kind::kBinary, Datatype::kEnumerated, false},     // binary-input
-    {4, Kind::kBinary, Datatype::kEnumerated, true},      // binary-output
-    {5, Kind::kBinary, Datatype::kEnumerated, true},      // binary-value
-    {6, Kind::kPlain, Datatype::kBoolean, false},         // calendar
-    {12, Kind::kAnalog, Datatype::kReal, false},          // loop
-    {13, Kind::kMultiState, Datatype::kUnsigned, false},  // multi-state-input
-    {14, Kind::kMultiState, Datatype::kUnsigned, true},   // multi-state-output
-    {17, Kind::kPlain, Datatype::kReal, false},           // schedule
-    {19, Kind::kMultiState, Datatype::kUnsigned, true},   // multi-state-value
-    {21, Kind::kPlain, Datatype::kEnumerated, false},     // life-safety-point
-    {22, Kind::kPlain, Datatype::kEnumerated, false},     // life-safety-zone
-    {23, Kind::kAnalog, Datatype::kUnsigned, false},      // accumulator
-    {24, Kind::kAnalog, Datatype::kReal, false},          // pulse-converter
-    {39, Kind::kPlain, Datatype::kBits, true},            // bitstring-value
-    {40, Kind::kPlain, Datatype::kText, true},            // characterstring-value
-    {41, Kind::kPlain, Datatype::kDate, true},            // date-pattern-value
-    {42, Kind::kPlain, Datatype::kDate, true},            // date-value
-    {43, Kind::kPlain, Datatype::kDateTime, true},        // datetime-pattern-value
-    {44, Kind::kPlain, Datatype::kDateTime, true},        // datetime-value
-    {45, Kind::kAnalog, Datatype::kSigned, true},         // integer-value
-    {46, Kind::kAnalog, Datatype::kDouble, true},         // large-analog-value
-    {47, Kind::kPlain, Datatype::kOctets, true},          // octetstring-value
-    {48, Kind::kAnalog, Datatype::kUnsigned, true},       // positive-integer-value
-    {49, Kind::kPlain, Datatype::kTime, true},            // time-pattern-value
-    {50, Kind::kPlain, Datatype::kTime, true},            // time-value
-    {54, Kind::kPlain, Datatype::kReal, true},            // lighting-output
-}};
-
 constexpr std::uint32_t kLargestUnit = 65535;
 constexpr std::uint32_t kReliabilities = 23;  // no-fault-detected and the faults behind it
 constexpr std::array<const char*, 4> kStateTexts = {"Off", "Low", "Medium", "High"};
 
-const TypeMeaning* meaningOf(ObjectType type) {
-  const auto* const found =
-      std::find_if(kTypes.begin(), kTypes.end(), [&](const TypeMeaning& each) { return each.type == type; });
-  return found == kTypes.end() ? nullptr : found;
+Datatype datatypeOf(PresentValueType type) {
+  switch (type) {
+    case PresentValueType::kBoolean:
+      return Datatype::kBoolean;
+    case PresentValueType::kUnsigned:
+      return Datatype::kUnsigned;
+    case PresentValueType::kSigned:
+      return Datatype::kSigned;
+    case PresentValueType::kDouble:
+      return Datatype::kDouble;
+    case PresentValueType::kOctets:
+      return Datatype::kOctets;
+    case PresentValueType::kText:
+      return Datatype::kText;
+    case PresentValueType::kBits:
+      return Datatype::kBits;
+    case PresentValueType::kEnumerated:
+      return Datatype::kEnumerated;
+    case PresentValueType::kDate:
+      return Datatype::kDate;
+    case PresentValueType::kTime:
+      return Datatype::kTime;
+    case PresentValueType::kDateTime:
+      return Datatype::kDateTime;
+    case PresentValueType::kReal:
+    case PresentValueType::kAny:  // this device's schedules switch a Real
+      break;
+  }
+  return Datatype::kReal;
 }
 
 bool isOutput(ObjectType type) {
@@ -135,14 +119,14 @@ void addStates(CObject& object) {
   object.add(property::kStateText, std::move(texts));
 }
 
-Property presentValue(const TypeMeaning& meaning) {
+Property presentValue(const PresentValueMeaning& meaning) {
   Property present;
-  present.datatype = meaning.presentValue;
-  present.values = zeroOf(meaning.presentValue);
+  present.datatype = datatypeOf(meaning.type);
+  present.values = zeroOf(present.datatype);
   present.isRequired = true;
   present.access = Access::kOutOfService;
-  if (meaning.kind == Kind::kBinary) present.range = {0, 1};
-  if (meaning.kind == Kind::kMultiState) {
+  if (meaning.kind == ObjectKind::kBinary) present.range = {0, 1};
+  if (meaning.kind == ObjectKind::kMultiState) {
     present.values = {std::uint64_t{1}};
     present.range = {1, static_cast<double>(kStateTexts.size())};
   }
@@ -152,12 +136,12 @@ Property presentValue(const TypeMeaning& meaning) {
 }  // namespace
 
 std::optional<Datatype> presentValueType(ObjectType type) {
-  const TypeMeaning* meaning = meaningOf(type);
-  return meaning == nullptr ? std::nullopt : std::make_optional(meaning->presentValue);
+  const PresentValueMeaning* meaning = presentValueOf(type);
+  return meaning == nullptr ? std::nullopt : std::make_optional(datatypeOf(meaning->type));
 }
 
 bool isCommandableType(ObjectType type) {
-  const TypeMeaning* meaning = meaningOf(type);
+  const PresentValueMeaning* meaning = presentValueOf(type);
   return meaning != nullptr && meaning->isCommandable;
 }
 
@@ -198,14 +182,14 @@ Values zeroOf(Datatype datatype) {
 std::unique_ptr<CObject> makeStandardObject(ObjectId id, const std::string& name) {
   auto object = std::make_unique<CObject>(id, name);
   object->add(property::kDescription, single(Datatype::kText, text(name), false, Access::kAlways));
-  const TypeMeaning* meaning = meaningOf(id.type);
+  const PresentValueMeaning* meaning = presentValueOf(id.type);
   if (meaning == nullptr) return object;
 
   addStatus(*object, !isValueType(id.type));
   object->add(property::kPresentValue, presentValue(*meaning));
-  if (meaning->kind == Kind::kAnalog) addAnalog(*object, meaning->presentValue);
-  if (meaning->kind == Kind::kBinary) addBinary(*object);
-  if (meaning->kind == Kind::kMultiState) addStates(*object);
+  if (meaning->kind == ObjectKind::kAnalog) addAnalog(*object, datatypeOf(meaning->type));
+  if (meaning->kind == ObjectKind::kBinary) addBinary(*object);
+  if (meaning->kind == ObjectKind::kMultiState) addStates(*object);
   if (meaning->isCommandable) object->makeCommandable(isOutput(id.type));
   return object;
 }

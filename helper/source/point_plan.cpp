@@ -5,6 +5,7 @@
 
 #include "bacnet/number/failures.h"
 #include "bacnet/number/object_types.h"
+#include "bacnet/number/present_values.h"
 #include "bacnet/number/properties.h"
 
 namespace helper {
@@ -17,44 +18,6 @@ namespace property = bacnet::property;
 
 constexpr std::int32_t kSlots = 16;        // of a priority array
 constexpr std::int32_t kReservedSlot = 6;  // the device's own, for minimum on and off times
-
-struct TypeRow {
-  bacnet::ObjectType object;
-  ApplicationType tag;
-};
-
-// Present values; those of the other object types are read-only or of any type.
-constexpr std::array<TypeRow, 29> kPresentValues = {{
-    {object_type::kAnalogInput, ApplicationType::kReal},
-    {object_type::kAnalogOutput, ApplicationType::kReal},
-    {object_type::kAnalogValue, ApplicationType::kReal},
-    {object_type::kBinaryInput, ApplicationType::kEnumerated},
-    {object_type::kBinaryOutput, ApplicationType::kEnumerated},
-    {object_type::kBinaryValue, ApplicationType::kEnumerated},
-    {object_type::kCalendar, ApplicationType::kBoolean},
-    {object_type::kCommand, ApplicationType::kUnsigned},
-    {object_type::kLoop, ApplicationType::kReal},
-    {object_type::kMultiStateInput, ApplicationType::kUnsigned},
-    {object_type::kMultiStateOutput, ApplicationType::kUnsigned},
-    {object_type::kMultiStateValue, ApplicationType::kUnsigned},
-    {object_type::kLifeSafetyPoint, ApplicationType::kEnumerated},
-    {object_type::kLifeSafetyZone, ApplicationType::kEnumerated},
-    {object_type::kAccumulator, ApplicationType::kUnsigned},
-    {object_type::kPulseConverter, ApplicationType::kReal},
-    {object_type::kAccessDoor, ApplicationType::kEnumerated},
-    {object_type::kBitstringValue, ApplicationType::kBitString},
-    {object_type::kCharacterstringValue, ApplicationType::kCharacterString},
-    {object_type::kDatePatternValue, ApplicationType::kDate},
-    {object_type::kDateValue, ApplicationType::kDate},
-    {object_type::kIntegerValue, ApplicationType::kSigned},
-    {object_type::kLargeAnalogValue, ApplicationType::kDouble},
-    {object_type::kOctetstringValue, ApplicationType::kOctetString},
-    {object_type::kPositiveIntegerValue, ApplicationType::kUnsigned},
-    {object_type::kTimePatternValue, ApplicationType::kTime},
-    {object_type::kTimeValue, ApplicationType::kTime},
-    {object_type::kLightingOutput, ApplicationType::kReal},
-    {object_type::kBinaryLightingOutput, ApplicationType::kEnumerated},
-}};
 
 struct PropertyRow {
   bacnet::PropertyId property;
@@ -83,12 +46,46 @@ constexpr std::array<PropertyRow, 18> kProperties = {{
     {property::kUnits, ApplicationType::kEnumerated},
 }};
 
+// A plain write of these goes to the operator's priority. Doors and lights have commands of their own for that.
 bool isCommandable(bacnet::ObjectType object) {
-  constexpr std::array<bacnet::ObjectType, 6> kUsual = {object_type::kAnalogOutput,     object_type::kAnalogValue,
-                                                        object_type::kBinaryOutput,     object_type::kBinaryValue,
-                                                        object_type::kMultiStateOutput, object_type::kMultiStateValue};
-  return std::find(kUsual.begin(), kUsual.end(), object) != kUsual.end() ||
-         (object >= object_type::kBitstringValue && object <= object_type::kTimeValue);
+  const bacnet::PresentValueMeaning* meaning = bacnet::presentValueOf(object);
+  const bool isDoorOrLight = object == object_type::kAccessDoor || object == object_type::kLightingOutput ||
+                             object == object_type::kBinaryLightingOutput;
+  return meaning != nullptr && meaning->isCommandable && !isDoorOrLight;
+}
+
+// Nothing where it may be of any type, or is not one value.
+std::optional<ApplicationType> presentValueTag(bacnet::ObjectType object) {
+  using Type = bacnet::PresentValueType;
+  const bacnet::PresentValueMeaning* meaning = bacnet::presentValueOf(object);
+  switch (meaning == nullptr ? Type::kAny : meaning->type) {
+    case Type::kBoolean:
+      return ApplicationType::kBoolean;
+    case Type::kUnsigned:
+      return ApplicationType::kUnsigned;
+    case Type::kSigned:
+      return ApplicationType::kSigned;
+    case Type::kReal:
+      return ApplicationType::kReal;
+    case Type::kDouble:
+      return ApplicationType::kDouble;
+    case Type::kOctets:
+      return ApplicationType::kOctetString;
+    case Type::kText:
+      return ApplicationType::kCharacterString;
+    case Type::kBits:
+      return ApplicationType::kBitString;
+    case Type::kEnumerated:
+      return ApplicationType::kEnumerated;
+    case Type::kDate:
+      return ApplicationType::kDate;
+    case Type::kTime:
+      return ApplicationType::kTime;
+    case Type::kDateTime:
+    case Type::kAny:
+      break;
+  }
+  return std::nullopt;
 }
 
 bool isNumbered(const plant::Point& point) {
@@ -136,12 +133,8 @@ std::optional<ApplicationType> writtenType(bacnet::ObjectType object, bacnet::Pr
   using namespace bacnet::property;
   switch (property) {
     case kPresentValue:
-    case kRelinquishDefault: {
-      const auto row = std::find_if(kPresentValues.begin(), kPresentValues.end(),
-                                    [&](const TypeRow& each) { return each.object == object; });
-      if (row == kPresentValues.end()) return std::nullopt;
-      return row->tag;
-    }
+    case kRelinquishDefault:
+      return presentValueTag(object);
     case kHighLimit:
     case kLowLimit:
     case kMaxPresValue:

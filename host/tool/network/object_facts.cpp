@@ -1,7 +1,7 @@
 #include "host/tool/network/object_facts.h"
 
 #include "bacnet/codec/describe.h"
-#include "bacnet/number/object_types.h"
+#include "bacnet/number/present_values.h"
 #include "bacnet/number/properties.h"
 #include "plant/object_points.h"
 
@@ -9,47 +9,22 @@ namespace tool {
 
 namespace {
 
+using bacnet::ObjectKind;
 using bacnet::PropertyId;
 namespace property = bacnet::property;
-namespace object_type = bacnet::object_type;
 
 constexpr std::size_t kOctetsOfText = 40;
 constexpr std::size_t kOctetsOfNumber = 5;
 
-enum class Kind { kAnalog, kBinary, kMultiState, kOther };
+ObjectKind kindOf(bacnet::ObjectType type) {
+  const bacnet::PresentValueMeaning* meaning = bacnet::presentValueOf(type);
+  return meaning == nullptr ? ObjectKind::kPlain : meaning->kind;
+}
 
-struct TypeTraits {
-  Kind kind = Kind::kOther;
-  bool mayBeCommanded = false;
-};
-
-TypeTraits traitsOf(bacnet::ObjectType type) {
-  switch (type) {
-    case object_type::kAnalogInput:
-    case object_type::kLoop:
-    case object_type::kAccumulator:
-    case object_type::kPulseConverter:
-      return {Kind::kAnalog, false};
-    case object_type::kAnalogOutput:
-    case object_type::kAnalogValue:
-    case object_type::kIntegerValue:
-    case object_type::kLargeAnalogValue:
-    case object_type::kPositiveIntegerValue:
-    case object_type::kLightingOutput:
-      return {Kind::kAnalog, true};
-    case object_type::kBinaryInput:
-      return {Kind::kBinary, false};
-    case object_type::kBinaryOutput:
-    case object_type::kBinaryValue:
-      return {Kind::kBinary, true};
-    case object_type::kMultiStateInput:
-      return {Kind::kMultiState, false};
-    case object_type::kMultiStateOutput:
-    case object_type::kMultiStateValue:
-      return {Kind::kMultiState, true};
-    default:
-      return {Kind::kOther, true};
-  }
+// A maker's own object may be.
+bool mayBeCommanded(bacnet::ObjectType type) {
+  const bacnet::PresentValueMeaning* meaning = bacnet::presentValueOf(type);
+  return meaning == nullptr || meaning->isCommandable;
 }
 
 std::optional<std::string> textOf(const Answers& answers, PropertyId wanted) {
@@ -65,8 +40,8 @@ std::optional<std::uint32_t> unitsOf(const Answers& answers) {
 }
 
 // Of a binary object both or none.
-std::vector<std::string> statesOf(const Answers& answers, Kind kind) {
-  if (kind == Kind::kBinary) {
+std::vector<std::string> statesOf(const Answers& answers, ObjectKind kind) {
+  if (kind == ObjectKind::kBinary) {
     const auto inactive = textOf(answers, property::kInactiveText);
     const auto active = textOf(answers, property::kActiveText);
     return inactive && active ? std::vector{*inactive, *active} : std::vector<std::string>();
@@ -88,28 +63,28 @@ std::vector<bacnet::ReadItem> factItems(const bacnet::ObjectId& object) {
   add(property::kObjectName, kOctetsOfText);
   add(property::kDescription, kOctetsOfText);
   if (plant::presentValueType(object.type) == nullptr) return items;
-  const TypeTraits traits = traitsOf(object.type);
-  if (traits.kind == Kind::kAnalog) add(property::kUnits, kOctetsOfNumber);
-  if (traits.kind == Kind::kBinary) {
+  const ObjectKind kind = kindOf(object.type);
+  if (kind == ObjectKind::kAnalog) add(property::kUnits, kOctetsOfNumber);
+  if (kind == ObjectKind::kBinary) {
     add(property::kInactiveText, kOctetsOfText);
     add(property::kActiveText, kOctetsOfText);
   }
-  if (traits.kind == Kind::kMultiState) add(property::kStateText, kOctetsOfText);
-  if (traits.mayBeCommanded) add(property::kPriorityArray, kOctetsOfNumber, 1);
+  if (kind == ObjectKind::kMultiState) add(property::kStateText, kOctetsOfText);
+  if (mayBeCommanded(object.type)) add(property::kPriorityArray, kOctetsOfNumber, 1);
   return items;
 }
 
 ObjectFacts factsOf(const bacnet::ObjectId& object, const Answers& answers) {
   return {textOf(answers, property::kObjectName), textOf(answers, property::kDescription), unitsOf(answers),
-          statesOf(answers, traitsOf(object.type).kind), answers.count(property::kPriorityArray) > 0};
+          statesOf(answers, kindOf(object.type)), answers.count(property::kPriorityArray) > 0};
 }
 
 std::uint32_t firstState(bacnet::ObjectType type) {
-  return traitsOf(type).kind == Kind::kBinary ? 0 : 1;
+  return kindOf(type) == ObjectKind::kBinary ? 0 : 1;
 }
 
 bool isAnalog(bacnet::ObjectType type) {
-  return traitsOf(type).kind == Kind::kAnalog;
+  return kindOf(type) == ObjectKind::kAnalog;
 }
 
 }  // namespace tool
