@@ -118,9 +118,9 @@ class Plant:
         command = [self.programs / "hmi-host", "--project", f"{self.folder}/", "serve", "--listen", listen]
         return self.start(Server, [*command, *options])
 
-    def device(self, link):
+    def device(self, link, *options):
         command = [self.programs / "bacnet-device", "--project", self.folder, "--link", link]
-        return self.start(Process, [*command, "--address", DEVICES[link]])
+        return self.start(Process, [*command, "--address", DEVICES[link], *options])
 
     def end(self):
         for process in reversed(self.running):

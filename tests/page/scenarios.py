@@ -204,7 +204,7 @@ def fits_every_screen(browser, make):
 
 def writes_and_releases(browser, make):
     plant = make(REAL)
-    plant.device(1)
+    plant.device(1, "--value-sources")
     server = plant.serve()
     name = "HeatingValve.Position"
     slot = lambda: server.point("HeatingValve.Priority[8]")["value"]
@@ -227,6 +227,7 @@ def writes_and_releases(browser, make):
     until("60 is read", lambda: browser.text(".present .value").startswith("60"))
     until("priority 8 decides", lambda: decides() == "8")
     until("the device has it", lambda: slot() == 60)
+    assert re.match(r"by \S", browser.text(".priorities .decides .origin")), "nobody is told to command"
     browser.button("Release priority 8").click()
     assert "Priority\n8, with 60.00" in browser.find("dialog").text
     browser.button("Release priority 8", "dialog").click()

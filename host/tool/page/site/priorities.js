@@ -13,6 +13,12 @@ function hasPriorities({object, property}) {
   return !/-input,/.test(object) && (property === 'present-value' || property === 'priority-array');
 }
 
+// Who gave a slot its value, and when, as far as the device tells.
+function origin({value, who, since}) {
+  if (value === null) return '';
+  return [who && `by ${who}`, since && `since ${since}`].filter(Boolean).join(', ');
+}
+
 export class Priorities {
   constructor(plant, point, signal) {
     Object.assign(this, {plant, point, signal});
@@ -50,21 +56,22 @@ export class Priorities {
     for (const button of this.body.querySelectorAll('button')) button.disabled = this.plant.forbidden !== null;
   }
 
-  makeRow(title, meaning, value, decides, button = null) {
+  makeRow(title, meaning, value, decides, from = '', button = null) {
     const state = decides ? 'decides' : value === null ? 'empty' : '';
     const mark = decides ? make('span', {class: 'decides-word'}, 'decides') : null;
     return make(
-        'tr', {class: state}, make('th', {scope: 'row'}, title), cell('meaning', meaning, ' ', mark),
+        'tr', {class: state}, make('th', {scope: 'row'}, title),
+        cell('meaning', meaning, ' ', mark, make('span', {class: 'origin'}, from)),
         cell('value', format.anyValue(value, this.point)), cell('act', button));
   }
 
   makeSlot(slot, decides) {
-    const {priority, value, who} = slot;
+    const {priority, value, level} = slot;
     const onclick = () => this.release(slot);
     const label = `Release priority ${priority}`;
     const canRelease = value !== null && priority !== RESERVED && this.point.releasable;
     const button = make('button', {type: 'button', class: 'release', 'aria-label': label, onclick}, 'Release …');
-    return this.makeRow(String(priority), who ?? '', value, decides, canRelease ? button : null);
+    return this.makeRow(String(priority), level ?? '', value, decides, origin(slot), canRelease ? button : null);
   }
 
   async release(slot) {
