@@ -13,7 +13,7 @@ struct Options {
   std::string project;  ///< the project directory, absolute and ending in a separator
   std::int32_t link = 1;
   bool isLinkNamed = false;  ///< it stood on the command line
-  bool takesOver = false;  ///< a helper that serves the link for another project is handed this one
+  bool takesOver = false;    ///< a helper that serves the link for another project is handed this one
   std::string networkInterface = "lo";
   bool isInterfaceNamed = false;  ///< that name stood on the command line
   Format format = Format::kTable;

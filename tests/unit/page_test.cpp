@@ -19,7 +19,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 
 constexpr const char* kToken = "00112233445566778899aabbccddeeff";
 

@@ -234,12 +234,13 @@ void CPageApi::showPriorities(const CMonitor::Place& at, Response& response) con
 
 void CPageApi::write(const CMonitor::Place& at, const Request& request, Response& response) const {
   const Record body = bodyOf(request);
+  const Record before = at.board.state(at.place).value;
   const WriteAnswer answer = at.poller.write(at.place, textIn(body.contains("value") ? body["value"] : Record()));
   Record record;
   record["code"] = answer.code;
   record["words"] = answer.words;
-  record["old"] = answer.before;
-  record["new"] = answer.after;
+  record["old"] = before;
+  record["new"] = at.board.state(at.place).value;
   setJson(response, jsonText(record));
 }
 

@@ -104,7 +104,7 @@ void CPoller::work() {
 }
 
 void CPoller::round() {
-  if (accesses_.empty() || !session_) open();
+  if (!batcher_ || !session_) open();
   batcher_->read(accesses_);
   if (isInterrupted()) return;
   const auto results = resultsOf(accesses_, readResult);
@@ -203,14 +203,12 @@ WriteAnswer CPoller::writeNow(std::size_t place, const plant::Words& words) {
   if (accesses_.empty() || board_.linkState().kind == LinkState::kLost)
     throw CFailure(ExitStatus::kUnreachable, "not written: the link is lost", "'hmi-host doctor' examines each step");
   WriteAnswer answer;
-  answer.before = board_.state(place).value;
   std::vector<Access> one = {accesses_[place]};
   one[0].words = words;
   batcher_->write(one);
   answer.code = one[0].code.value_or(kNoAnswer);
   answer.words = wordsOfWrite(one[0]);
   if (const auto lost = failureOf([&] { batcher_->read(one); }); !lost) show(resultsOf(one, readResult), place);
-  answer.after = board_.state(place).value;
   return answer;
 }
 

@@ -24,8 +24,6 @@ namespace tool {
 struct WriteAnswer {
   std::int32_t code = 0;
   std::string words;
-  Record before;  ///< the point's value, null where none is known
-  Record after;   ///< read right after the write
 };
 
 /// Reads all points of a link again and again, for all viewers: the only one to use the link's driver. A link that is
@@ -43,9 +41,9 @@ class CPoller {
 
   void start();
 
-  /// Writes to the point at `place`, between two rounds. Any thread; blocks until it is done. Throws CFailure: usage
-  /// where `text` is no value of the point, unreachable where the link is not there or too busy: then nothing was
-  /// written.
+  /// Writes to the point at `place`, between two rounds, and has the board show what is read right after it. Any
+  /// thread; blocks until it is done. Throws CFailure: usage where `text` is no value of the point, unreachable where
+  /// the link is not there or too busy: then nothing was written.
   WriteAnswer write(std::size_t place, const std::string& text);
 
   /// Has the next round begin at once.
@@ -71,7 +69,7 @@ class CPoller {
   CFeed& feed_;
   const std::function<void()> onLink_;
   std::unique_ptr<CSession> session_;
-  std::vector<Access> accesses_;  // empty while the link has not been up
+  std::vector<Access> accesses_;  // prepared, once the link has been up
   CStatistics statistics_;
   std::optional<CBatcher> batcher_;
 

@@ -17,10 +17,12 @@ CWorkQueue::CWorkQueue(std::size_t threads) {
 void CWorkQueue::enqueue(std::function<void()> work) {
   {
     const std::lock_guard lock(mutex_);
-    isRefusing = waiting_.size() >= threads_.size();
-    if (!isRefusing) waiting_.push_back(std::move(work));
+    if (waiting_.size() < threads_.size()) {
+      waiting_.push_back(std::move(work));
+      return came_.notify_one();
+    }
   }
-  if (!isRefusing) return came_.notify_one();
+  isRefusing = true;
   work();
   isRefusing = false;
 }
