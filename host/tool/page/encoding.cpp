@@ -12,6 +12,7 @@
 
 #include "bacnet/number/names.h"
 #include "bacnet/number/object_types.h"
+#include "bacnet/number/present_values.h"
 #include "bacnet/number/properties.h"
 #include "host/tool/failure.h"
 #include "host/tool/network/commanded_object.h"
@@ -82,11 +83,13 @@ bool isInput(std::int32_t objectType) {
   return std::find(kInputs.begin(), kInputs.end(), type) != kInputs.end();
 }
 
-bool isMultiState(std::int32_t objectType) {
-  using namespace bacnet::object_type;
-  constexpr std::array kMultiStates = {kMultiStateInput, kMultiStateOutput, kMultiStateValue};
-  const auto type = static_cast<bacnet::ObjectType>(objectType);
-  return std::find(kMultiStates.begin(), kMultiStates.end(), type) != kMultiStates.end();
+const bacnet::PresentValueMeaning* meaningOf(const plant::Point& point) {
+  return bacnet::presentValueOf(static_cast<bacnet::ObjectType>(point.objectType));
+}
+
+bool isMultiState(const plant::Point& point) {
+  const auto* const meaning = meaningOf(point);
+  return meaning != nullptr && meaning->kind == bacnet::ObjectKind::kMultiState;
 }
 
 // An input's present value can be written only out of service: for that there is the command line.
@@ -98,10 +101,12 @@ bool takesWrites(const plant::Point& point) {
   return std::find(kRead.begin(), kRead.end(), id) == kRead.end();
 }
 
-// Where the device has not told, what has priorities as a rule.
+// Where the device has not told, what may have priorities.
 bool isReleasable(const plant::Point& point, const PointFacts& facts) {
   if (failureOf([&] { commandedObject(point); })) return false;
-  return facts.isFromDevice ? facts.isCommandable : !isInput(point.objectType);
+  if (facts.isFromDevice) return facts.isCommandable;
+  const auto* const meaning = meaningOf(point);
+  return meaning != nullptr && meaning->isCommandable;
 }
 
 Record priorityOf(const plant::Point& point, const PointFacts& facts) {
@@ -113,7 +118,7 @@ Record priorityOf(const plant::Point& point, const PointFacts& facts) {
 // From the first state on: a multi-state object counts its states from 1, everything else from 0.
 Record textsOf(const plant::Point& point, const PointFacts& facts) {
   if (facts.texts.empty() || facts.areBits) return {};
-  const std::uint32_t first = isMultiState(point.objectType) ? 1 : 0;
+  const std::uint32_t first = isMultiState(point) ? 1 : 0;
   const std::uint32_t last = facts.texts.rbegin()->first;
   if (facts.texts.begin()->first < first || last > kMostTexts) return {};
   Record texts = Record::array();
