@@ -112,7 +112,7 @@ run_apart() {
   unshare "${namespaces[@]}" bash -ec '
     if mountpoint -q /; then mount --make-rprivate /; fi
     mount -t proc proc /proc
-    mount -t tmpfs tmpfs "$1"
+    mount -t tmpfs -o mode=755 tmpfs "$1"
     shift
     status=0
     "$@" || status=$?

@@ -30,8 +30,8 @@ def values_change(browser, make):
     until("another value", lambda: browser.row("SupplyAir.Temp")["value"] != first["value"])
     until("a trend", lambda: "L" in browser.run("return document.querySelector('.points svg.trend path').getAttribute('d')"))
     browser.goes_to("#/links")
-    until("both links", lambda: browser.texts(".links .word") == ["Connected", "Connected"])
-    assert browser.texts(".links tbody .number")[:4] == ["24", "24", "0", "0"], browser.texts(".links tbody .number")
+    until("both links", lambda: browser.texts(".links .word") == ["Connected", "Connected"], 15)
+    until("their points", lambda: browser.texts(".links tbody .number")[:4] == ["24", "24", "0", "0"], 15)
 
 
 def search_filter_sort(browser, make):
@@ -228,6 +228,11 @@ def writes_and_releases(browser, make):
     until("priority 8 decides", lambda: decides() == "8")
     until("the device has it", lambda: slot() == 60)
     assert re.match(r"by \S", browser.text(".priorities .decides .origin")), "nobody is told to command"
+    browser.look(390)
+    wide = lambda: browser.run("return document.documentElement.scrollWidth")
+    until("it fits a phone", lambda: wide() <= 390)
+    assert browser.run("const s = document.querySelector('.priorities').closest('section'); return s.scrollWidth <= s.clientWidth")
+    browser.look()
     browser.button("Release priority 8").click()
     assert "Priority\n8, with 60.00" in browser.find("dialog").text
     browser.button("Release priority 8", "dialog").click()

@@ -13,20 +13,22 @@ const WORDS = {
   lost: 'Lost'
 };
 
+// A helper may be connected while the device behind it is silent; a state that nobody hears of any more is an old one.
+function makeState(plant, link) {
+  if (plant.phase !== 'live') return makeMark('old', `${WORDS[link.state]} (old)`);
+  const isSilent = link.state === 'connected' && link.points > 0 && link.old === link.points;
+  return isSilent ? makeMark('old', 'No answer') : makeMark(MARKS[link.state], WORDS[link.state]);
+}
+
 export function showLinks(main, plant, {signal}) {
   const body = make('tbody');
   const cell = (name, ...children) => make('td', {class: name}, ...children);
   const row = (link) => {
-    // A state that nobody hears of any more is an old one.
-    const isKnown = plant.phase === 'live';
     const of = `#/points?link=${link.link}`;
     const count = (number, filter, name) =>
         cell(`number ${name}`, number === 0 ? '0' : make('a', {href: `${of}&show=${filter}`}, String(number)));
     return make(
-        'tr', {},
-        cell(
-            'quality',
-            makeMark(isKnown ? MARKS[link.state] : 'old', isKnown ? WORDS[link.state] : `${WORDS[link.state]} (old)`)),
+        'tr', {}, cell('quality', makeState(plant, link)),
         make('th', {scope: 'row', class: 'name'}, make('a', {href: of}, `Link ${link.link}`)),
         cell('device', link.device), cell('number', String(link.points)), count(link.good, 'good', 'is-good'),
         count(link.old, 'old', 'is-old'), count(link.failed, 'failed', 'is-failed'),
