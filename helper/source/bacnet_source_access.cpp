@@ -9,10 +9,10 @@
 #include "bacnet/client/late_outcomes.h"
 #include "bacnet/codec/value_text.h"
 #include "bacnet/number/properties.h"
+#include "binding/failure_codes.h"
+#include "binding/value_in.h"
+#include "binding/value_out.h"
 #include "helper/source/bacnet_connection.h"
-#include "helper/source/failure_codes.h"
-#include "helper/source/value_in.h"
-#include "helper/source/value_out.h"
 
 namespace helper {
 
@@ -23,7 +23,7 @@ constexpr std::size_t kStatusOctets = 3;  // as they travel
 
 // What the device takes for a point: by the standard, or else what it has answered itself.
 std::optional<bacnet::ApplicationType> writtenAs(const BoundPoint& bound) {
-  const auto tag = writtenType(bound.plan.write.object.type, bound.plan.write.reference.property);
+  const auto tag = binding::writtenType(bound.plan.write.object.type, bound.plan.write.reference.property);
   return tag ? tag : bound.lastRead;
 }
 
@@ -96,7 +96,7 @@ void CBacnetSource::read(std::vector<PointRead> points, io::TimePoint deadline, 
   items.reserve(call->points.size());
   for (std::size_t i = 0; i < call->points.size(); ++i) {
     const auto& [point, size] = call->points[i];
-    const PointPlan& plan = project_->of(*point).plan;
+    const binding::PointPlan& plan = project_->of(*point).plan;
     call->readings[i].code = plan.refused;
     if (plan.refused != ResultCode::kDone) continue;
     numbers.push_back(project_->numberOf(*point));
@@ -159,15 +159,15 @@ void CBacnetSource::addExpected(Call& call, std::vector<bacnet::ReadItem>& items
 void CBacnetSource::take(Call& call, std::size_t at, const bacnet::ReadOutcome& outcome) {
   const auto* const failure = std::get_if<bacnet::Failure>(&outcome);
   if (failure == nullptr) return take(call, at, std::get<bacnet::Values>(outcome));
-  call.readings[at].code = codeOf(*failure);
-  call.words[at] = helper::wordsOf(*failure);
+  call.readings[at].code = binding::codeOf(*failure);
+  call.words[at] = binding::wordsOf(*failure);
 }
 
 void CBacnetSource::take(Call& call, std::size_t at, const bacnet::Values& values) {
   const auto& [point, size] = call.points[at];
   Reading& reading = call.readings[at];
   if (const auto type = bacnet::typeOf(values)) call.project->of(*point).lastRead = type;
-  reading.code = fromDevice(values, *point, size, reading.value);
+  reading.code = binding::fromDevice(values, *point, size, reading.value);
 }
 
 void CBacnetSource::finish(Call& call) {
@@ -205,7 +205,7 @@ void CBacnetSource::write(std::vector<PointWrite> points, io::TimePoint deadline
   writing->deadline = deadline;
   writing->done = std::move(done);
   for (std::size_t i = 0; i < writing->points.size(); ++i) {
-    const PointPlan& plan = writing->bound(i).plan;
+    const binding::PointPlan& plan = writing->bound(i).plan;
     writing->outcomes[i].code = plan.refused != ResultCode::kDone ? plan.refused : plan.writeRefused;
   }
   readCurrent(std::move(writing));
@@ -219,7 +219,7 @@ void CBacnetSource::readCurrent(std::shared_ptr<Writing> writing) {
     BoundPoint& bound = writing->bound(i);
     if (!writing->isOpen(i) || bound.plan.isRelease) continue;
     const auto tag = writtenAs(bound);
-    if (tag && !needsCurrent(*writing->points[i].point, *tag)) continue;
+    if (tag && !binding::needsCurrent(*writing->points[i].point, *tag)) continue;
     items.push_back({bound.plan.write, expectedOctets(*writing->points[i].point, writing->points[i].size)});
     asked.push_back(i);
   }
@@ -234,9 +234,9 @@ void CBacnetSource::readCurrent(std::shared_ptr<Writing> writing) {
         for (std::size_t i = 0; i < asked.size(); ++i) {
           const std::size_t at = asked[i];
           if (const auto* const failure = std::get_if<bacnet::Failure>(&outcomes[i])) {
-            writing->outcomes[at].code = codeOf(*failure);
-            note("write", *writing->points[at].point, writing->bound(at).writeCode, codeOf(*failure),
-                 helper::wordsOf(*failure));
+            writing->outcomes[at].code = binding::codeOf(*failure);
+            note("write", *writing->points[at].point, writing->bound(at).writeCode, binding::codeOf(*failure),
+                 binding::wordsOf(*failure));
             continue;
           }
           writing->current[at] = std::move(std::get<bacnet::Values>(outcomes[i]));
@@ -259,7 +259,8 @@ void CBacnetSource::sendWrites(std::shared_ptr<Writing> writing) {
       const auto tag = writtenAs(bound);
       const auto before = changed.find(bound.plan.write);
       const bacnet::Values& current = before == changed.end() ? writing->current[i] : before->second;
-      const ResultCode code = tag ? toDevice(point.value, *point.point, *tag, current, value) : ResultCode::kDoesNotFit;
+      const ResultCode code =
+          tag ? binding::toDevice(point.value, *point.point, *tag, current, value) : ResultCode::kDoesNotFit;
       if (code != ResultCode::kDone) {
         writing->outcomes[i].code = code;
         note("write", *point.point, bound.writeCode, code, {});
@@ -282,9 +283,9 @@ void CBacnetSource::sendWrites(std::shared_ptr<Writing> writing) {
         writing->project->readAhead().dropAll();  // what was asked for meanwhile may be from before
         for (std::size_t i = 0; i < asked.size(); ++i) {
           const std::size_t at = asked[i];
-          if (outcomes[i]) writing->outcomes[at].code = codeOf(*outcomes[i]);
+          if (outcomes[i]) writing->outcomes[at].code = binding::codeOf(*outcomes[i]);
           note("write", *writing->points[at].point, writing->bound(at).writeCode, writing->outcomes[at].code,
-               outcomes[i] ? helper::wordsOf(*outcomes[i]) : std::string());
+               outcomes[i] ? binding::wordsOf(*outcomes[i]) : std::string());
         }
         writing->done(std::move(writing->outcomes));
       });

@@ -22,7 +22,8 @@ CBoundProject::CBoundProject(std::shared_ptr<const plant::Link> link, const bind
     : link_(std::move(link)),
       readAhead_(link_->points.size(), options.isFaultRefused ? io::Duration::zero() : options.readAhead) {
   points_.reserve(link_->points.size());
-  for (const plant::Point& point : link_->points) points_.push_back({planPoint(point, options.priority), {}, {}, {}});
+  for (const plant::Point& point : link_->points)
+    points_.push_back({binding::planPoint(point, options.priority), {}, {}, {}});
 }
 
 std::set<bacnet::ObjectId> CBoundProject::valueObjects() const {

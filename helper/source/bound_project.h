@@ -9,7 +9,8 @@
 
 #include "bacnet/codec/tag.h"
 #include "binding/helper_options.h"
-#include "helper/source/point_plan.h"
+#include "binding/point_plan.h"
+#include "helper/result_codes.h"
 #include "helper/source/read_ahead.h"
 #include "plant/project.h"
 
@@ -17,7 +18,7 @@ namespace helper {
 
 /// A point with what it means to the device, and what has been learnt of it.
 struct BoundPoint {
-  PointPlan plan;
+  binding::PointPlan plan;
   std::optional<bacnet::ApplicationType> lastRead;  ///< the type that the device has answered
   ResultCode readCode = ResultCode::kDone;          ///< of the last access, for the log
   ResultCode writeCode = ResultCode::kDone;

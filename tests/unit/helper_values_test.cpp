@@ -15,18 +15,14 @@
 #include "bacnet/number/properties.h"
 #include "binding/helper_options.h"
 #include "binding/link_settings.h"
-#include "helper/source/point_plan.h"
-#include "helper/source/value_in.h"
-#include "helper/source/value_out.h"
+#include "binding/point_plan.h"
+#include "binding/value_in.h"
+#include "binding/value_out.h"
 
-namespace helper {
+namespace binding {
 namespace {
 
 using bacnet::ApplicationType;
-using binding::HelperOptions;
-using binding::parseHelperOptions;
-using binding::parseMac;
-using binding::readLinkSettings;
 using plant::DataType;
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
@@ -312,4 +308,4 @@ TEST(HelperOptions, TakeWhatTheyKnowAndNameTheRest) {
 }
 
 }  // namespace
-}  // namespace helper
+}  // namespace binding

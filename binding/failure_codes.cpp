@@ -1,11 +1,11 @@
-#include "helper/source/failure_codes.h"
+#include "binding/failure_codes.h"
 
 #include <fmt/format.h>
 
 #include "bacnet/number/failures.h"
 #include "bacnet/number/names.h"
 
-namespace helper {
+namespace binding {
 
 namespace {
 
@@ -63,4 +63,4 @@ std::string wordsOf(const bacnet::Failure& failure) {
   return "too long for the device, which takes no segments";
 }
 
-}  // namespace helper
+}  // namespace binding

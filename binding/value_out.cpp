@@ -1,4 +1,4 @@
-#include "helper/source/value_out.h"
+#include "binding/value_out.h"
 
 #include <charconv>
 #include <cmath>
@@ -12,7 +12,7 @@
 #include "bacnet/codec/text.h"
 #include "bacnet/codec/value_text.h"
 
-namespace helper {
+namespace binding {
 
 namespace {
 
@@ -156,4 +156,4 @@ ResultCode toDevice(const plant::Value& value, const plant::Point& point, Applic
   return ResultCode::kDone;
 }
 
-}  // namespace helper
+}  // namespace binding

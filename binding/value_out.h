@@ -2,11 +2,11 @@
 
 #include "bacnet/codec/tag.h"
 #include "bacnet/codec/value.h"
-#include "helper/result_codes.h"
+#include "binding/result_codes.h"
 #include "plant/project.h"
 #include "plant/value.h"
 
-namespace helper {
+namespace binding {
 
 /// Whether writing `point` changes only some bits of what the device has, so that it has to be read first: a BOOL that
 /// is a bit of a bit string or of an integer, and a number for a bit string.
@@ -18,4 +18,4 @@ bool needsCurrent(const plant::Point& point, bacnet::ApplicationType tag);
 ResultCode toDevice(const plant::Value& value, const plant::Point& point, bacnet::ApplicationType tag,
                     const bacnet::Values& current, bacnet::Value& out);
 
-}  // namespace helper
+}  // namespace binding

@@ -1,4 +1,4 @@
-#include "helper/source/point_plan.h"
+#include "binding/point_plan.h"
 
 #include <algorithm>
 #include <array>
@@ -8,7 +8,7 @@
 #include "bacnet/number/present_values.h"
 #include "bacnet/number/properties.h"
 
-namespace helper {
+namespace binding {
 
 namespace {
 
@@ -154,4 +154,4 @@ std::optional<ApplicationType> writtenType(bacnet::ObjectType object, bacnet::Pr
   return row->tag;
 }
 
-}  // namespace helper
+}  // namespace binding

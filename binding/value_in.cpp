@@ -1,4 +1,4 @@
-#include "helper/source/value_in.h"
+#include "binding/value_in.h"
 
 #include <algorithm>
 #include <cmath>
@@ -11,7 +11,7 @@
 #include "bacnet/codec/describe.h"
 #include "bacnet/codec/text.h"
 
-namespace helper {
+namespace binding {
 
 namespace {
 
@@ -129,4 +129,4 @@ ResultCode fromDevice(const bacnet::Values& answer, const plant::Point& point, s
   }
 }
 
-}  // namespace helper
+}  // namespace binding

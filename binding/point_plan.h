@@ -6,10 +6,10 @@
 
 #include "bacnet/client/device_client.h"
 #include "bacnet/codec/tag.h"
-#include "helper/result_codes.h"
+#include "binding/result_codes.h"
 #include "plant/project.h"
 
-namespace helper {
+namespace binding {
 
 /// What reading and writing a point means to the device.
 struct PointPlan {
@@ -28,4 +28,4 @@ PointPlan planPoint(const plant::Point& point, std::uint8_t defaultPriority);
 /// The type that a device takes for a property, by object type and property; nothing where only the device knows.
 std::optional<bacnet::ApplicationType> writtenType(bacnet::ObjectType object, bacnet::PropertyId property);
 
-}  // namespace helper
+}  // namespace binding
