@@ -20,20 +20,32 @@ enum class ExitStatus : int {
   kInterrupted = 130,
 };
 
+/// What a failure is about.
+enum class Subject {
+  kLink,    ///< the project's link, or its helper: 'hmi-host doctor' can examine it
+  kDevice,  ///< a device that the user named
+};
+
 /// Ends the running command: one line for the user, made of what is wrong and what to do about it.
 class CFailure : public std::runtime_error {
  public:
-  CFailure(ExitStatus status, const std::string& problem, const std::string& remedy)
-      : std::runtime_error(problem + "; " + remedy), status_(status), problem_(problem), remedy_(remedy) {}
+  CFailure(ExitStatus status, const std::string& problem, const std::string& remedy, Subject subject = Subject::kLink)
+      : std::runtime_error(problem + "; " + remedy),
+        status_(status),
+        problem_(problem),
+        remedy_(remedy),
+        subject_(subject) {}
 
   ExitStatus status() const { return status_; }
   const std::string& problem() const { return problem_; }
   const std::string& remedy() const { return remedy_; }
+  Subject subject() const { return subject_; }
 
  private:
   ExitStatus status_;
   std::string problem_;
   std::string remedy_;
+  Subject subject_;
 };
 
 /// Runs `call`. Result: the failure that it ended with, for callers that have something to show before they end.

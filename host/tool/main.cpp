@@ -12,8 +12,7 @@ namespace tool {
 
 namespace {
 
-ExitStatus run(int argc, char** argv) {
-  Options options;
+ExitStatus run(int argc, char** argv, Options& options) {
   Action action;
   if (const auto status = readCommandLine(argc, argv, options, action)) return *status;
 
@@ -25,11 +24,13 @@ ExitStatus run(int argc, char** argv) {
 }
 
 ExitStatus runAndComplain(int argc, char** argv) {
+  Options options;
   try {
-    return run(argc, argv);
+    return run(argc, argv, options);
   } catch (const CFailure& failure) {
     complain(failure.what());
-    if (failure.status() == ExitStatus::kUnreachable) complain("'hmi-host doctor' examines each step");
+    const bool isOfLink = failure.subject() == Subject::kLink && !options.project.empty();
+    if (failure.status() == ExitStatus::kUnreachable && isOfLink) complain("'hmi-host doctor' examines each step");
     return failure.status();
   } catch (const ReaderGone&) {
     return ExitStatus::kWell;  // it has had what it wanted

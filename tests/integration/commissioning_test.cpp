@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <regex>
 #include <string>
 
@@ -22,6 +24,8 @@ class Commissioning : public testing::Test {
   Commissioning() {
     std::string xml = support::readFile(SOURCE_DIR "/examples/plant/BACnetLabel.xml");
     tool_.project.dir.write("BACnetLabel.xml", onLoopback(replaced(xml, "47808</DesPort>", port_ + "</DesPort>")));
+    xml = support::readFile(SOURCE_DIR "/examples/mistakes/renovated.xml");
+    tool_.project.dir.write("renovated.xml", onLoopback(replaced(xml, "47808</DesPort>", port_ + "</DesPort>")));
     for (const support::DeviceProgram* each : {&first_, &second_}) {
       EXPECT_NE(each->readyLine().find("objects"), std::string::npos) << each->err();
     }
@@ -32,6 +36,13 @@ class Commissioning : public testing::Test {
     return "--project " SOURCE_DIR "/examples/plant --still --link " + link + " --address " + ip + " --port " + port_;
   }
   std::string search() const { return "--interface lo --timeout 0.4 --port " + port_; }
+  // A list of the second device from before an object got another name, and another one another instance.
+  static void writeSpringList(const std::string& dir) {
+    const std::string now = support::readFile(dir + "/3002.json");
+    std::ofstream(dir + "/spring.json") << replaced(replaced(now, R"("name":"Pump2.Speed")", R"("name":"Pump2.Rate")"),
+                                                    R"("instance":2,"name":"Pump2.Fault")",
+                                                    R"("instance":4,"name":"Pump2.Fault")");
+  }
   Tool::Run run(const std::string& arguments) const { return tool_.shell("$TOOL " + arguments); }
 
   // Commands that go through driver and helper need a link that no other test has.
@@ -70,8 +81,10 @@ TEST_F(Commissioning, PrintsWhatItsPageShows) {
     std::string command = example.command;
     if (isDriven(command)) command = replaced(command, "/opt/plant", driven + " --link $LINK");
     command = replaced(command, "hmi-host ", Tool::program() + " ");
+    command = replaced(command, "check --live --interface eth0", "check --live --interface lo");
     command = onLoopback(replaced(command, "--interface eth0", search()));
     command = replaced(command, "/opt/new", dir + "/new");
+    if (command.find("spring.json") != std::string::npos) writeSpringList(dir);
     const auto run = tool_.shell("cd " + dir + " && " + replaced(command, "/opt/plant", dir) + " 2>&1");
     const std::string out = Tool::withoutLog(replaced(run.out, dir + "/new", "/opt/new"));
     EXPECT_EQ(support::shapeOf(replaced(out, dir, "/opt/plant")), support::shapeOf(example.output))
@@ -156,6 +169,83 @@ TEST_F(Commissioning, SimpleDevicesAreListedLikeOthersAndDuplicatesShow) {
   EXPECT_NE(xml.find("<EnableReadPropm>false"), std::string::npos);
 }
 
+// What differs between a project and its device, one kind each; a device that takes single reads only is told the same.
+TEST_F(Commissioning, ALiveCheckTellsWhatDiffers) {
+  const std::string dir = tool_.project.dir.path().string() + "/";
+  const auto differing = run("--format csv --interface lo check --live " + dir + "renovated.xml");
+  EXPECT_EQ(differing.status, 7);
+  for (const char* each :
+       {",error,1,,BACnet,device,", ",error,1,2,ExtractAir.Temp,object,", ",error,1,3,SupplyAir.HighLimit,property,",
+        ",error,1,4,Temp[4],index,", ",error,1,7,SupplyFan.Fault,type,", ",warning,1,8,SupplyFan.Hours,type,",
+        ",error,1,9,RoomText,type,", ",error,1,11,SupplyFan.Release,write,"})
+    EXPECT_NE(differing.out.find(each), std::string::npos) << each << '\n' << differing.out;
+  EXPECT_EQ(std::count(differing.out.begin(), differing.out.end(), '\n'), 9) << differing.out;
+
+  EXPECT_EQ(run("--interface lo check --live").status, 0);
+  EXPECT_EQ(run("--interface lo check --live --strict --link 2").status, 0);
+  EXPECT_EQ(run("--interface lo check --live --strict --link 1").status, 7);  // a counter of hours is rounded
+
+  const std::string behaviour = tool_.project.dir.write(
+      "simple.json", R"({"maxApdu":50,"segmentation":"none","readMultiple":false,"writeMultiple":false,"cov":false})");
+  const support::DeviceProgram simple(device("1", "127.0.0.23") + " --behaviour " + behaviour);
+  ASSERT_NE(simple.readyLine(), "") << simple.err();
+  tool_.project.dir.write("simple.xml", replaced(support::readFile(dir + "renovated.xml"), "127.0.0.21", "127.0.0.23"));
+  const auto simply = run("--format csv --interface lo check --live " + dir + "simple.xml");
+  const std::string services =
+      ",warning,1,,BACnet,batch,the device does not take ReadPropertyMultiple: points are read singly,write "
+      "EnableReadPropm false\n"
+      ",warning,1,,BACnet,batch,the device does not take WritePropertyMultiple: points are written singly,write "
+      "EnableWritePropm false\n"
+      ",warning,1,,BACnet,changes,the device does not take SubscribeCOV: every point is polled,write EnableSCOV 0\n";
+  EXPECT_NE(simply.out.find(services), std::string::npos) << simply.out;
+  EXPECT_EQ(replaced(simply.out, services, ""), differing.out);
+
+  tool_.project.dir.write("dead.xml", replaced(support::readFile(dir + "renovated.xml"), "127.0.0.21", "127.0.0.98"));
+  const auto dead = run("--format csv --interface lo check --live " + dir + "dead.xml");
+  EXPECT_EQ(dead.status, 5);
+  EXPECT_NE(dead.out.find(",error,1,,BACnet,device,device silent (code 20),"), std::string::npos) << dead.out;
+  EXPECT_NE(dead.err.find("no device: 0 of 11 points read, 1 error, 0 warnings"), std::string::npos) << dead.err;
+}
+
+TEST_F(Commissioning, AReportIsComparedWithAnEarlierOne) {
+  const std::string dir = tool_.project.dir.path().string() + "/";
+  const std::string file = dir + "renovated.xml";
+  const std::string check = "--format csv --interface lo check --live " + file;
+  ASSERT_EQ(run(check + " --report " + dir + "r.csv --report " + dir + "r.md").status, 7);
+  const auto again = run(check + " --report " + dir + "r.csv");
+  EXPECT_EQ(again.status, 2);
+  EXPECT_NE(again.err.find("r.csv: exists already; name another one, or take --force"), std::string::npos) << again.err;
+
+  // One point is mended, one worse, one renamed, one gone, one more; the file's lines move.
+  const std::string before = support::readFile(file);
+  std::string xml = replaced(before, "<Instance>9</Instance>", "<Instance>2</Instance>");
+  xml = replaced(replaced(xml, "Temp[4]", "Temp[5]"), "SupplyFan.Running", "SupplyFan.Runs");
+  xml = replaced(replaced(xml, "<RegId>5<", "<RegId>12<"), "<Symbols", "\n\n<Symbols");
+  tool_.project.dir.write("renovated.xml", xml);
+  const auto since = run(check + " --since " + dir + "r.csv --force --report " + dir + "r.csv");
+  EXPECT_EQ(since.status, 7);
+  for (const char* each :
+       {"\nsame,,error,1,,BACnet,device,", "\nchanged,,error,1,4,Temp[5],index,",
+        "\nmended,,error,1,2,ExtractAir.Temp,object,", "\nchanged,,,1,10,SupplyFan.Runs,point,",
+        "\nadded,,,1,12,SupplyAir.TempSetpoint,point,", "\nremoved,,,1,5,SupplyAir.TempSetpoint,point,"})
+    EXPECT_NE(since.out.find(each), std::string::npos) << each << '\n' << since.out;
+  for (const char* each : {"\nnew,", "\nadded,,,1,2,"}) EXPECT_EQ(since.out.find(each), std::string::npos) << since.out;
+
+  // A device that is silent now mends nothing, and a report that was compared itself can be compared with.
+  tool_.project.dir.write("renovated.xml", replaced(xml, "127.0.0.21", "127.0.0.98"));
+  const auto silent = run(check + " --since " + dir + "r.csv");
+  EXPECT_EQ(silent.out.find("\nmended,"), std::string::npos) << silent.out;
+  EXPECT_NE(silent.out.find("\nchanged,,error,1,,BACnet,device,device silent"), std::string::npos) << silent.out;
+
+  const std::string document = support::readFile(dir + "r.md");
+  EXPECT_NE(document.find("| error | 1 |  | Temp[4] | property 600 of analog-input 11 has 3 elements"),
+            std::string::npos);
+  EXPECT_NE(document.find("| 1 | 5 | SupplyAir.TempSetpoint | analog-value 1 | present-value | REAL | ok | 0 |  | "
+                          "commandable | notified |"),
+            std::string::npos)
+      << document;
+}
+
 TEST_F(Commissioning, CtrlCShowsWhatWasFoundByThen) {
   const auto run = tool_.shell("timeout --preserve-status -s INT 1 " + Tool::program() +
                                " discover --interface lo --timeout 50 --port " + port_);
@@ -233,6 +323,11 @@ TEST_F(Commissioning, WhatIsWrongIsSaidInALineAndHasItsStatus) {
       {"discover --from 77 --to 78 " + search(), 5, "no device has answered"},
       {"make-project /dev/null", 2, "/dev/null"},
       {"make-project --type valve 127.0.0.21", 2, "there is no object type 'valve'"},
+      {"check --report x.md", 2, "--report requires --live"},
+      {"check --live --report x.txt", 2, "a report is a .md or a .csv file"},
+      {"check --live --since /dev/null", 2, "/dev/null"},
+      {"--link 9 check --live", 3, "the project file has no link 9"},
+      {"objects 127.0.0.21 --compare /dev/null", 2, "/dev/null"},
       {"write 4=warm --priority 9", 7, "'warm' is no value of its type"},
       {"--link 2 --interface no_such_if priorities 1", 2, "there is no network interface 'no_such_if'"},
   };

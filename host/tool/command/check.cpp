@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "host/tool/command/check_live.h"
 #include "host/tool/command/commands.h"
 #include "host/tool/console/error_relay.h"
 #include "host/tool/console/records.h"
@@ -20,6 +21,7 @@ namespace {
 struct CheckOptions {
   std::string file;  ///< empty: the project's
   bool isStrict = false;
+  LiveOptions live;
 };
 
 bool isError(const plant::Problem& problem) {
@@ -56,6 +58,7 @@ ExitStatus check(const Options& options, COutput& output, const CheckOptions& ow
   std::string error;
   if (plant::checkProject(file, problems, error) != 0)
     throw CFailure(ExitStatus::kProject, error, "name the project's directory with --project, or mend the file");
+  if (own.live.isLive) return checkLive(options, output, file, problems, own.isStrict, own.live);
 
   CRecordWriter writer(output, options.format, columns(options.format));
   for (const plant::Problem& problem : problems) add(writer, options.format, problem);
@@ -72,11 +75,13 @@ ExitStatus check(const Options& options, COutput& output, const CheckOptions& ow
 }  // namespace
 
 void addCheck(CLI::App& app, Action& action) {
-  CLI::App* const command = app.add_subcommand("check", "find mistakes in the project file");
+  CLI::App* const command =
+      app.add_subcommand("check", "find mistakes in the project file, and where its devices differ");
   const auto own = std::make_shared<CheckOptions>();
   command->add_option("file", own->file, "another project file than the project's own")->type_name("FILE");
-  command->add_flag("--strict", own->isStrict, "exit status 3 for warnings, too");
-  setExample(*command, "hmi-host --project /opt/project check --strict");
+  command->add_flag("--strict", own->isStrict, "warnings, too, make the exit status 3, or 7 with --live");
+  own->live.addTo(*command);
+  setExample(*command, "hmi-host --project /opt/project check --live --interface eth0");
   command->callback([&action, own] {
     action = {[own](const Options& options, COutput& output) { return check(options, output, *own); },
               own->file.empty()};

@@ -25,7 +25,8 @@ std::optional<std::uint32_t> instanceIn(const std::string& text) {
 [[noreturn]] void complainOfSilence(const DeviceChoice& choice, const std::string& problem) {
   throw CFailure(
       ExitStatus::kUnreachable, fmt::format("{}: {}", choice.text, problem),
-      "check its power, its address and the network between, and name the network interface with --interface");
+      "check its power, its address and the network between, and name the network interface with --interface",
+      choice.isOfLink ? Subject::kLink : Subject::kDevice);
 }
 
 }  // namespace
@@ -34,7 +35,7 @@ DeviceChoice deviceChoice(const Options& options, const SearchOptions& search, c
   if (text.empty()) {
     const plant::Link link = readPresentLink(options);
     return {stationFor(link, options.broadcastInterface()), deviceOf(link), std::nullopt,
-            fmt::format("the device of link {}", link.linkId)};
+            fmt::format("the device of link {}", link.linkId), true};
   }
   DeviceChoice choice;
   choice.station = search.station(options);

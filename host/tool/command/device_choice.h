@@ -14,6 +14,7 @@ struct DeviceChoice {
   bacnet::DeviceSettings device;  ///< as it is known so far
   std::optional<Search> search;   ///< to be found by its instance
   std::string text;               ///< for complaints
+  bool isOfLink = false;          ///< it is that of the project's link
 };
 
 /// `text` is an instance, an address, or empty for the device of the project's link. Throws CFailure: usage when it is

@@ -14,7 +14,6 @@
 #include "host/tool/link/project.h"
 #include "host/tool/network/device_link.h"
 #include "host/tool/network/device_record.h"
-#include "plant/file.h"
 #include "plant/project_writer.h"
 
 namespace tool {
@@ -28,15 +27,6 @@ struct MakeOptions {
   plant::PointFilter filter;
   bool isDryRun = false;
 };
-
-Listing savedListing(const std::string& file) {
-  std::string text;
-  std::string error;
-  if (plant::readFile(file, text, error) != 0)
-    throw CFailure(ExitStatus::kUsage, error, "name a list that 'hmi-host objects --save' wrote");
-  if (auto listing = parseListing(text, error)) return *listing;
-  throw CFailure(ExitStatus::kUsage, fmt::format("{}: {}", file, error), "save the device's objects anew");
-}
 
 // Of the devices named, or of all that answer. Ends early with Ctrl-C.
 std::vector<Listing> readDevices(const Options& options, const MakeOptions& own) {

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,7 @@
 #include "host/tool/command/device_choice.h"
 #include "host/tool/console/error_relay.h"
 #include "host/tool/console/records.h"
+#include "host/tool/network/listing_changes.h"
 #include "plant/file.h"
 
 namespace tool {
@@ -19,6 +21,7 @@ struct ObjectsOptions {
   std::string device;
   SearchOptions search;
   std::string file;
+  std::string before;
 };
 
 std::vector<Column> columns() {
@@ -44,7 +47,43 @@ void save(const Listing& listing, const std::string& file) {
   throw CFailure(ExitStatus::kUsage, error, "name a new file: what was saved before is not overwritten");
 }
 
+void showAll(const Listing& listing, Format format, COutput& output) {
+  auto all = columns();
+  if (format != Format::kTable) {
+    all.insert(all.begin(), {"type", "type", true});
+    all.push_back({"states", "states"});
+  }
+  CRecordWriter writer(output, format, all);
+  for (const Record& object : listing.objects) writer.add(shown(object, format));
+  writer.flush();
+}
+
+Tone toneOf(const Record& change) {
+  if (change["change"] == "added") return Tone::kGood;
+  return change["change"] == "gone" ? Tone::kBad : Tone::kWarning;
+}
+
+void showChanges(const Listing& before, const Listing& now, Format format, COutput& output) {
+  CRecordWriter writer(output, format,
+                       {{"change", "Change"},
+                        {"typeName", "Type"},
+                        {"instance", "Instance", true},
+                        {"name", "Name"},
+                        {"field", "Field"},
+                        {"was", "Was"},
+                        {"is", "Is"}});
+  const auto changes = changesBetween(before, now);
+  for (Record change : changes) {
+    if (change["typeName"].is_null()) change["typeName"] = change["type"].dump();
+    writer.add(change, toneOf(change));
+  }
+  if (!changes.empty() || format != Format::kTable) writer.flush();
+  say(fmt::format("{} difference{} to the list of {} objects", changes.size(), changes.size() == 1 ? "" : "s",
+                  before.objects.size()));
+}
+
 ExitStatus showObjects(const Options& options, COutput& output, const ObjectsOptions& own) {
+  const auto before = own.before.empty() ? std::nullopt : std::optional(savedListing(own.before));
   const DeviceChoice choice = deviceChoice(options, own.search, own.device);
   CStation station(choice.station);
   const auto device = findDevice(station, choice);
@@ -52,14 +91,10 @@ ExitStatus showObjects(const Options& options, COutput& output, const ObjectsOpt
   Listing listing = readListing(station, *device);
   if (!own.search.bbmd.empty()) listing.device["bbmd"] = own.search.bbmd;
 
-  auto all = columns();
-  if (options.format != Format::kTable) {
-    all.insert(all.begin(), {"type", "type", true});
-    all.push_back({"states", "states"});
-  }
-  CRecordWriter writer(output, options.format, all);
-  for (const Record& object : listing.objects) writer.add(shown(object, options.format));
-  writer.flush();
+  if (before)
+    showChanges(*before, listing, options.format, output);
+  else
+    showAll(listing, options.format, output);
   if (!own.file.empty()) save(listing, own.file);
   say(fmt::format("device {} at {}: {} objects", device->iAm.device, listing.device["address"].get<std::string>(),
                   listing.objects.size()));
@@ -78,6 +113,8 @@ void addObjects(CLI::App& app, Action& action) {
       ->type_name("DEVICE");
   own->search.addTo(*command);
   command->add_option("--save", own->file, "keep the list in a new file, for make-project and for comparison")
+      ->type_name("FILE");
+  command->add_option("--compare", own->before, "show only what differs from a list that --save kept")
       ->type_name("FILE");
   setExample(*command, "hmi-host --interface eth0 objects 3001 --save 3001.json");
   command->callback([&action, own] {

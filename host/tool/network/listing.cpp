@@ -7,9 +7,11 @@
 #include "bacnet/client/device_text.h"
 #include "bacnet/number/object_types.h"
 #include "bacnet/number/properties.h"
+#include "host/tool/failure.h"
 #include "host/tool/network/device.h"
 #include "host/tool/network/device_record.h"
 #include "host/tool/network/object_reader.h"
+#include "plant/file.h"
 
 namespace tool {
 
@@ -87,6 +89,15 @@ std::optional<Listing> parseListing(const std::string& text, std::string& error)
   error =
       fmt::format("object {} of it lacks type, instance, name or commandable", broken - listing.objects.begin() + 1);
   return std::nullopt;
+}
+
+Listing savedListing(const std::string& file) {
+  std::string text;
+  std::string error;
+  if (plant::readFile(file, text, error) != 0)
+    throw CFailure(ExitStatus::kUsage, error, "name a list that 'hmi-host objects --save' wrote");
+  if (auto listing = parseListing(text, error)) return *listing;
+  throw CFailure(ExitStatus::kUsage, fmt::format("{}: {}", file, error), "save the device's objects anew");
 }
 
 }  // namespace tool

@@ -28,5 +28,7 @@ Listing readListing(CStation& station, const FoundDevice& device);
 std::string toText(const Listing& listing);
 /// Result: nothing with a one-line `error` when `text` is none.
 std::optional<Listing> parseListing(const std::string& text, std::string& error);
+/// Reads such a file. Throws CFailure (usage) when it is none.
+Listing savedListing(const std::string& file);
 
 }  // namespace tool

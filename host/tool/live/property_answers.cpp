@@ -1,0 +1,54 @@
+#include "host/tool/live/property_answers.h"
+
+#include <fmt/format.h>
+
+#include <vector>
+
+#include "host/tool/console/error_relay.h"
+
+namespace tool {
+
+namespace {
+
+constexpr std::size_t kAtATime = 100;  // properties between two signs of life
+
+}  // namespace
+
+void CPropertyAnswers::want(const bacnet::ObjectId& object, const bacnet::PropertyReference& reference,
+                            std::size_t octets) {
+  const Place place{object, reference};
+  if (answers_.count(place) == 0) wanted_.emplace(place, octets);
+}
+
+bool CPropertyAnswers::fetch(CDevice& device, const std::string& what) {
+  const std::size_t all = wanted_.size();
+  while (!wanted_.empty()) {
+    std::vector<bacnet::ReadItem> items;
+    for (auto each = wanted_.begin(); each != wanted_.end() && items.size() < kAtATime; ++each)
+      items.push_back({{each->first.first, each->first.second}, each->second});
+    auto outcomes = device.read(items);
+    if (device.isStopped() || device.profile().isSilent) break;
+    for (std::size_t i = 0; i < items.size(); ++i)
+      put(items[i].address.object, items[i].address.reference, std::move(outcomes[i]));
+    for (const bacnet::ReadItem& each : items) wanted_.erase({each.address.object, each.address.reference});
+    sayProgress(fmt::format("{}: {} of {} properties read", what, all - wanted_.size(), all));
+  }
+  sayProgress("");
+  const bool isWhole = wanted_.empty();
+  wanted_.clear();
+  return isWhole;
+}
+
+const bacnet::ReadOutcome* CPropertyAnswers::find(const bacnet::ObjectId& object,
+                                                  const bacnet::PropertyReference& reference) const {
+  const auto found = answers_.find({object, reference});
+  return found == answers_.end() ? nullptr : &found->second;
+}
+
+const bacnet::Values* CPropertyAnswers::values(const bacnet::ObjectId& object,
+                                               const bacnet::PropertyReference& reference) const {
+  const auto* outcome = find(object, reference);
+  return outcome ? std::get_if<bacnet::Values>(outcome) : nullptr;
+}
+
+}  // namespace tool
