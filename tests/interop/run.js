@@ -14,8 +14,10 @@ const {foreign, routed} = require('./scenarios_routes');
 const {Site, until} = require('./site');
 
 const STACKS = ['node-bacnet', '@bacnet-js/client'];
-const PER_STACK =
-    [...require('./scenarios_values'), ...require('./scenarios_changes'), ...require('./scenarios_device')];
+const PER_STACK = [
+  ...require('./scenarios_values'), ...require('./scenarios_changes'), ...require('./scenarios_device'),
+  ...require('./scenarios_commissioning')
+];
 const SHOWN_REMARKS = 12;
 
 const [programs, folder, pattern = ''] = process.argv.slice(2);
