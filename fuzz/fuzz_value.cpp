@@ -8,16 +8,16 @@
 
 #include "bacnet/codec/text.h"
 #include "bacnet/codec/value_text.h"
+#include "binding/value_in.h"
+#include "binding/value_out.h"
 #include "fuzz/check.h"
 #include "helper/request/point_table.h"
-#include "helper/source/value_in.h"
-#include "helper/source/value_out.h"
 #include "plant/value.h"
 
 namespace {
 
 using bacnet::ApplicationType;
-using helper::ResultCode;
+using binding::ResultCode;
 
 std::uint8_t takeByte(std::string_view& input) {
   if (input.empty()) return 0;
@@ -86,19 +86,19 @@ void writeBack(const Register& reg, const plant::Value& value, const bacnet::Val
   const auto type = bacnet::typeOf(answer);
   if (!type) return;
   bacnet::Value out;
-  const ResultCode code = helper::toDevice(value, reg.point, *type, answer, out);
+  const ResultCode code = binding::toDevice(value, reg.point, *type, answer, out);
   FUZZ_CHECK(code == ResultCode::kDone || !isExact(reg, *type));
   if (code != ResultCode::kDone) return;
   if (isExact(reg, *type)) FUZZ_CHECK(bacnet::encode({out}) == bacnet::encode(answer));
   if (isReadOtherwiseThanWritten(reg, *type, value)) return;
   plant::Value again;
-  FUZZ_CHECK(helper::fromDevice({out}, reg.point, reg.size, again) == ResultCode::kDone);
+  FUZZ_CHECK(binding::fromDevice({out}, reg.point, reg.size, again) == ResultCode::kDone);
   FUZZ_CHECK(wordsOf(reg, again) == wordsOf(reg, value));
 }
 
 void read(const Register& reg, const bacnet::Values& answer) {
   plant::Value value = std::uint32_t{4711};
-  const ResultCode code = helper::fromDevice(answer, reg.point, reg.size, value);
+  const ResultCode code = binding::fromDevice(answer, reg.point, reg.size, value);
   const bool isNull = answer.size() == 1 && std::holds_alternative<bacnet::Null>(answer.front());
   FUZZ_CHECK((code == ResultCode::kNull) == isNull);
   if (code != ResultCode::kDone) {
@@ -121,13 +121,13 @@ void write(const Register& reg, const plant::Words& words, ApplicationType type,
   plant::Value value;
   if (!plant::fromWords(reg.point, words, value)) return;
   bacnet::Value out;
-  const ResultCode code = helper::toDevice(value, reg.point, type, current, out);
+  const ResultCode code = binding::toDevice(value, reg.point, type, current, out);
   if (code != ResultCode::kDone) {
     FUZZ_CHECK(code == ResultCode::kDoesNotFit && std::holds_alternative<bacnet::Null>(out));
     return;
   }
   // One bit of an integer goes into the integer that the device has shown, whatever it should be.
-  const bool isBit = reg.point.type == plant::DataType::kBool && helper::needsCurrent(reg.point, type);
+  const bool isBit = reg.point.type == plant::DataType::kBool && binding::needsCurrent(reg.point, type);
   FUZZ_CHECK(type == ApplicationType::kNull || bacnet::typeOf({out}) == (isBit ? bacnet::typeOf(current) : type));
   const std::string bytes = bacnet::encode({out});
   const auto read = bacnet::parseValues(bytes);

@@ -12,6 +12,7 @@
 #include "bacnet/number/properties.h"
 #include "bacnet/number/services.h"
 #include "binding/failure_codes.h"
+#include "host/tool/console/error_relay.h"
 #include "host/tool/console/interrupt.h"
 #include "host/tool/failure.h"
 #include "host/tool/link/result_codes.h"
@@ -51,7 +52,10 @@ class CLinkCheck {
   }
 
   void check(CheckedLink& checked) {
-    if (!findDevice(checked)) return;
+    sayProgress(fmt::format("link {}: asking for its device", link_.linkId));
+    const bool isFound = findDevice(checked);
+    sayProgress("");
+    if (!isFound) return;
     checked.isReached = true;
     readDevice(checked.device);
     const Expectations expectations{link_.enableSCOV == 1 || link_.enableSCOV == 2,

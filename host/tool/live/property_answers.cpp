@@ -12,6 +12,12 @@ namespace {
 
 constexpr std::size_t kAtATime = 100;  // properties between two signs of life
 
+bool isAnswer(const bacnet::ReadOutcome& outcome) {
+  const auto* failure = std::get_if<bacnet::Failure>(&outcome);
+  return failure == nullptr ||
+         (failure->kind != bacnet::Failure::Kind::kSilent && failure->kind != bacnet::Failure::Kind::kNotFound);
+}
+
 }  // namespace
 
 void CPropertyAnswers::want(const bacnet::ObjectId& object, const bacnet::PropertyReference& reference,
@@ -27,10 +33,14 @@ bool CPropertyAnswers::fetch(CDevice& device, const std::string& what) {
     for (auto each = wanted_.begin(); each != wanted_.end() && items.size() < kAtATime; ++each)
       items.push_back({{each->first.first, each->first.second}, each->second});
     auto outcomes = device.read(items);
-    if (device.isStopped() || device.profile().isSilent) break;
-    for (std::size_t i = 0; i < items.size(); ++i)
-      put(items[i].address.object, items[i].address.reference, std::move(outcomes[i]));
-    for (const bacnet::ReadItem& each : items) wanted_.erase({each.address.object, each.address.reference});
+    std::size_t answered = 0;
+    for (std::size_t i = 0; i < items.size(); ++i) {
+      if (!isAnswer(outcomes[i])) continue;  // a slow device's turn comes again
+      const auto& [object, reference] = items[i].address;
+      put(object, reference, std::move(outcomes[i]));
+      answered += wanted_.erase({object, reference});
+    }
+    if (answered == 0 || device.isStopped() || device.profile().isSilent) break;
     sayProgress(fmt::format("{}: {} of {} properties read", what, all - wanted_.size(), all));
   }
   sayProgress("");

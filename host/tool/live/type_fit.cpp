@@ -111,8 +111,7 @@ std::optional<Discrepancy> loss(const plant::Point& point, const bacnet::Values&
     case DataType::kReal: {
       const auto* number = std::get_if<std::uint64_t>(&values.front());
       if (type == ApplicationType::kDouble || (number != nullptr && *number > kExactInReal))
-        return warning(fmt::format("the device has a {}, of which REAL loses digits", nameOf(*type)),
-                       "write DataType DOUBLE");
+        return warning(fmt::format("REAL loses digits of the device's {}", nameOf(*type)), "write DataType DOUBLE");
       return std::nullopt;
     }
     case DataType::kDouble:
@@ -134,8 +133,9 @@ std::optional<Discrepancy> oddity(const plant::Point& point, const bacnet::Value
   const auto usual = binding::writtenType(static_cast<bacnet::ObjectType>(point.objectType),
                                           static_cast<bacnet::PropertyId>(point.propId));
   if (!type || !usual || *type == *usual) return std::nullopt;
-  return warning(fmt::format("the device has a {} where the standard has a {}", nameOf(*type), nameOf(*usual)),
-                 "try a write: it may be refused, and only the device's maker can help");
+  return warning(
+      fmt::format("the device's value is of type {}, the standard's of type {}", nameOf(*type), nameOf(*usual)),
+      "try a write: it may be refused, and only the device's maker can help");
 }
 
 }  // namespace
