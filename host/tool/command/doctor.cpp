@@ -69,7 +69,8 @@ ExitStatus examineAll(const Options& options, COutput& output) {
 }  // namespace
 
 void addDoctor(CLI::App& app, Action& action) {
-  CLI::App* const command = app.add_subcommand("doctor", "check each step from the plug-in to the first read, the device included (40 s at most)");
+  CLI::App* const command = app.add_subcommand(
+      "doctor", "check each step from the plug-in to the first read, the device included (40 s at most)");
   setExample(*command, "hmi-host --project /opt/project --interface eth0 doctor");
   command->callback([&action] { action.run = examineAll; });
 }
