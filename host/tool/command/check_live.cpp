@@ -68,7 +68,7 @@ void show(const LiveReport& report, Format format, COutput& output) {
   CRecordWriter writer(output, format, columns(format, !report.since.empty()));
   for (const Record& finding : report.findings) {
     writer.add(finding, toneOf(finding));
-    const bool isToBeMended = finding["remedy"] != "" && finding.value("change", "") != "mended";
+    const bool isToBeMended = !finding["remedy"].get<std::string>().empty() && finding.value("change", "") != "mended";
     if (format == Format::kTable && isToBeMended)
       writer.add({{"problem", "-> " + finding["remedy"].get<std::string>()}}, toneOf(finding));
   }
