@@ -71,6 +71,16 @@ void setIpChecksum(std::string& frame, const Udp& udp) {
   setNumber16(frame, udp.ipHeader + 10, ~sum & 0xFFFF);
 }
 
+// One that ends before its priority, and says so, is a whole write again, of another slot.
+bool isWrite(const std::string& frame, const Udp& udp) {
+  constexpr int kWriteProperty = 15;
+  constexpr int kWritePropertyMultiple = 16;
+  const std::size_t apdu = udp.payload + kBvlcHeader + kNpduHeader;
+  if (frame.size() < apdu + 4 || static_cast<unsigned char>(frame[apdu]) >> 4 != 0) return false;
+  const int service = static_cast<unsigned char>(frame[apdu + 3]);
+  return service == kWriteProperty || service == kWritePropertyMultiple;
+}
+
 }  // namespace
 
 CWire::CWire(int panelEnd, int fieldEnd, unsigned seed) : ends_{panelEnd, fieldEnd}, dice_(seed) {
@@ -166,7 +176,7 @@ void CWire::cut(std::string& frame) {
   setNumber16(frame, udp.ipHeader + 2, frame.size() - udp.ipHeader);
   setNumber16(frame, udp.header + 4, frame.size() - udp.header);
   setIpChecksum(frame, udp);
-  if (frame.size() >= udp.payload + kBvlcHeader && isDue(0.5)) {
+  if (frame.size() >= udp.payload + kBvlcHeader && !isWrite(frame, udp) && isDue(0.5)) {
     setNumber16(frame, udp.payload + 2, frame.size() - udp.payload);
   }
 }
