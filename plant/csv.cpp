@@ -14,7 +14,7 @@ constexpr std::string_view kBlanks = " \t\r\n\v\f";
 
 // What no XML can hold.
 bool isControl(char each) {
-  return each >= '\0' && each < ' ' && each != '\t' && each != '\r' && each != '\n';
+  return static_cast<unsigned char>(each) < ' ' && each != '\t' && each != '\r' && each != '\n';
 }
 
 class CCsvReader {
