@@ -85,12 +85,12 @@ struct Illness {
   std::string detail;
   std::string remedy;
   std::string behaviour = "{}";
-  std::string from = "";  // the project's text
-  std::string to = "";
-  std::string file = "";  // of the project directory
-  std::string content = "";
+  std::string from = {};  // the project's text
+  std::string to = {};
+  std::string file = {};  // of the project directory
+  std::string content = {};
   bool hasTwin = false;     // another device has the number
-  std::string before = "";  // the command
+  std::string before = {};  // the command
   bool isOfClosedPort = false;
 };
 

@@ -11,7 +11,6 @@ namespace tool {
 
 namespace {
 
-constexpr const char* kKind = "record";
 constexpr const char* kReport = "report";
 constexpr const char* kLink = "link";
 constexpr const char* kFinding = "finding";
