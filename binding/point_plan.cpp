@@ -56,36 +56,8 @@ bool isCommandable(bacnet::ObjectType object) {
 
 // Nothing where it may be of any type, or is not one value.
 std::optional<ApplicationType> presentValueTag(bacnet::ObjectType object) {
-  using Type = bacnet::PresentValueType;
   const bacnet::PresentValueMeaning* meaning = bacnet::presentValueOf(object);
-  switch (meaning == nullptr ? Type::kAny : meaning->type) {
-    case Type::kBoolean:
-      return ApplicationType::kBoolean;
-    case Type::kUnsigned:
-      return ApplicationType::kUnsigned;
-    case Type::kSigned:
-      return ApplicationType::kSigned;
-    case Type::kReal:
-      return ApplicationType::kReal;
-    case Type::kDouble:
-      return ApplicationType::kDouble;
-    case Type::kOctets:
-      return ApplicationType::kOctetString;
-    case Type::kText:
-      return ApplicationType::kCharacterString;
-    case Type::kBits:
-      return ApplicationType::kBitString;
-    case Type::kEnumerated:
-      return ApplicationType::kEnumerated;
-    case Type::kDate:
-      return ApplicationType::kDate;
-    case Type::kTime:
-      return ApplicationType::kTime;
-    case Type::kDateTime:
-    case Type::kAny:
-      break;
-  }
-  return std::nullopt;
+  return meaning == nullptr ? std::nullopt : bacnet::applicationTypeOf(meaning->type);
 }
 
 bool isNumbered(const plant::Point& point) {

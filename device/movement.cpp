@@ -13,7 +13,7 @@ namespace device {
 namespace {
 
 namespace property = bacnet::property;
-using bacnet::server::Datatype;
+using bacnet::Datatype;
 using bacnet::server::Shape;
 
 constexpr double kWaveSeconds = 120;
@@ -71,7 +71,7 @@ std::optional<bacnet::Value> movedValue(const bacnet::server::Property& property
       return bacnet::Enumerated{static_cast<std::uint32_t>(ticks(point, seconds, kToggleSeconds) % 2)};
     case Datatype::kBoolean:
       return ticks(point, seconds, kToggleSeconds) % 2 == 1;
-    case Datatype::kText:
+    case Datatype::kCharacterString:
       return bacnet::server::text(kTexts.at(ticks(point, seconds, kTextSeconds) % kTexts.size()));
     default:
       return std::nullopt;

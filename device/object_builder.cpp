@@ -9,6 +9,7 @@
 
 #include "bacnet/number/names.h"
 #include "bacnet/number/object_types.h"
+#include "bacnet/number/present_values.h"
 #include "bacnet/number/properties.h"
 #include "bacnet/server/standard_object.h"
 
@@ -17,11 +18,11 @@ namespace device {
 namespace {
 
 namespace property = bacnet::property;
+using bacnet::Datatype;
 using bacnet::ObjectId;
 using bacnet::server::Access;
 using bacnet::server::CDevice;
 using bacnet::server::CObject;
-using bacnet::server::Datatype;
 using bacnet::server::Property;
 using bacnet::server::Shape;
 
@@ -82,7 +83,7 @@ Datatype datatypeOf(plant::DataType type) {
     case plant::DataType::kDouble:
       return Datatype::kDouble;
     case plant::DataType::kString:
-      return Datatype::kText;
+      return Datatype::kCharacterString;
     case plant::DataType::kEnumerated:
       return Datatype::kEnumerated;
     default:
@@ -97,7 +98,7 @@ Property propertyFor(const plant::Point& point) {
   property.datatype = datatypeOf(point.type);
   property.values = bacnet::server::zeroOf(property.datatype);
   if (const std::size_t bits = bitsOf(static_cast<bacnet::PropertyId>(point.propId))) {
-    property.datatype = Datatype::kBits;
+    property.datatype = Datatype::kBitString;
     property.values = {bacnet::BitString{std::vector<bool>(bits)}};
   }
   if (point.arrayIndex >= 0) {
@@ -136,7 +137,7 @@ bool isOfCommandOnly(bacnet::PropertyId id) {
 bool place(const plant::Point& point, CObject& object, std::optional<std::string>& objection) {
   const auto id = static_cast<bacnet::PropertyId>(point.propId);
   if (!object.has(id)) {
-    const bool isStandardType = bacnet::server::presentValueType(object.id().type).has_value();
+    const bool isStandardType = bacnet::presentValueOf(object.id().type) != nullptr;
     if (isStandardType && isOfCommandOnly(id)) {
       objection = fmt::format("{} is not commanded and has no {}", textOf(object.id()), propertyText(point.propId));
       return false;

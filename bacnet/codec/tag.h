@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "bacnet/number/datatype.h"
+
 namespace bacnet {
 
 /// What stands before each value, clause 20.2.1.
@@ -33,6 +35,12 @@ enum class ApplicationType : std::uint8_t {
   kTime = 11,
   kObjectId = 12,
 };
+
+/// Nothing for a type that is not one primitive.
+constexpr std::optional<ApplicationType> applicationTypeOf(Datatype datatype) {
+  if (datatype > Datatype::kObjectId) return std::nullopt;
+  return static_cast<ApplicationType>(datatype);
+}
 
 /// The tag that `bytes` begin with. Nothing where it is cut or none, or where its content is not all there.
 std::optional<Tag> parseTag(std::string_view bytes);

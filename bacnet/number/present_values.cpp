@@ -11,7 +11,7 @@ namespace {
 
 using namespace object_type;  // NOLINT(google-build-using-namespace)
 using Kind = ObjectKind;
-using Type = PresentValueType;
+using Type = Datatype;
 
 constexpr std::array<PresentValueMeaning, 32> kMeanings = {{
     {kAnalogInput, Kind::kAnalog, Type::kReal, false},
@@ -32,15 +32,15 @@ constexpr std::array<PresentValueMeaning, 32> kMeanings = {{
     {kAccumulator, Kind::kAnalog, Type::kUnsigned, false},
     {kPulseConverter, Kind::kAnalog, Type::kReal, false},
     {kAccessDoor, Kind::kPlain, Type::kEnumerated, true},
-    {kBitstringValue, Kind::kPlain, Type::kBits, true},
-    {kCharacterstringValue, Kind::kPlain, Type::kText, true},
+    {kBitstringValue, Kind::kPlain, Type::kBitString, true},
+    {kCharacterstringValue, Kind::kPlain, Type::kCharacterString, true},
     {kDatePatternValue, Kind::kPlain, Type::kDate, true},
     {kDateValue, Kind::kPlain, Type::kDate, true},
     {kDatetimePatternValue, Kind::kPlain, Type::kDateTime, true},
     {kDatetimeValue, Kind::kPlain, Type::kDateTime, true},
     {kIntegerValue, Kind::kAnalog, Type::kSigned, true},
     {kLargeAnalogValue, Kind::kAnalog, Type::kDouble, true},
-    {kOctetstringValue, Kind::kPlain, Type::kOctets, true},
+    {kOctetstringValue, Kind::kPlain, Type::kOctetString, true},
     {kPositiveIntegerValue, Kind::kAnalog, Type::kUnsigned, true},
     {kTimePatternValue, Kind::kPlain, Type::kTime, true},
     {kTimeValue, Kind::kPlain, Type::kTime, true},

@@ -2,30 +2,17 @@
 
 #include <cstdint>
 
+#include "bacnet/number/datatype.h"
+
 namespace bacnet {
 
 enum class ObjectKind { kAnalog, kBinary, kMultiState, kPlain };
-enum class PresentValueType {
-  kBoolean,
-  kUnsigned,
-  kSigned,
-  kReal,
-  kDouble,
-  kOctets,
-  kText,
-  kBits,
-  kEnumerated,
-  kDate,
-  kTime,
-  kDateTime,
-  kAny,  ///< left to the object: a schedule's
-};
 
 /// What the standard says of the present value of an object type.
 struct PresentValueMeaning {
   std::uint16_t objectType;
   ObjectKind kind;  ///< analog ones have units, binary and multi-state ones texts of their states
-  PresentValueType type;
+  Datatype type;
   bool isCommandable;  ///< it may have a priority array; outputs do
 };
 

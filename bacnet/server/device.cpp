@@ -42,7 +42,7 @@ void addComputed(CObject& object, PropertyId id, Datatype datatype, Compute comp
 }
 
 void addText(CObject& object, PropertyId id, const std::string& value, bool isRequired) {
-  add(object, id, Datatype::kText, text(value), isRequired);
+  add(object, id, Datatype::kCharacterString, text(value), isRequired);
   if (isRequired) return;
   Property property = *object.find(id);
   property.access = Access::kAlways;
@@ -118,9 +118,9 @@ void addProtocol(CObject& object, const CDevice& device) {
   const Abilities& abilities = device.abilities();
   add(object, property::kProtocolVersion, Datatype::kUnsigned, kProtocolVersion);
   add(object, property::kProtocolRevision, Datatype::kUnsigned, kProtocolRevision);
-  addComputed(object, property::kProtocolServicesSupported, Datatype::kBits,
+  addComputed(object, property::kProtocolServicesSupported, Datatype::kBitString,
               [&](const CObject&) { return Values{servicesOf(abilities)}; });
-  addComputed(object, property::kProtocolObjectTypesSupported, Datatype::kBits,
+  addComputed(object, property::kProtocolObjectTypesSupported, Datatype::kBitString,
               [&](const CObject&) { return Values{typesOf(device)}; });
   addComputed(
       object, property::kObjectList, Datatype::kObjectId, [&](const CObject&) { return objectList(device); },

@@ -71,7 +71,7 @@ CObject::CObject(ObjectId id, const std::string& name) : id_(id) {
   Property identifier = fixed(Datatype::kObjectId, id);
   identifier.computed = [](const CObject& object) { return Values{object.id()}; };
   add(property::kObjectIdentifier, std::move(identifier));
-  add(property::kObjectName, fixed(Datatype::kText, text(name)));
+  add(property::kObjectName, fixed(Datatype::kCharacterString, text(name)));
   add(property::kObjectType, fixed(Datatype::kEnumerated, Enumerated{id.type}));
 
   Property list;

@@ -11,8 +11,8 @@
 
 #include "bacnet/codec/value.h"
 #include "bacnet/server/command_origins.h"
-#include "bacnet/server/datatype.h"
 #include "bacnet/server/priority_array.h"
+#include "bacnet/server/values.h"
 #include "bacnet/service/failure.h"
 #include "bacnet/service/value_source.h"
 

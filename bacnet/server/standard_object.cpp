@@ -17,37 +17,6 @@ constexpr std::uint32_t kLargestUnit = 65535;
 constexpr std::uint32_t kReliabilities = 23;  // no-fault-detected and the faults behind it
 constexpr std::array<const char*, 4> kStateTexts = {"Off", "Low", "Medium", "High"};
 
-Datatype datatypeOf(PresentValueType type) {
-  switch (type) {
-    case PresentValueType::kBoolean:
-      return Datatype::kBoolean;
-    case PresentValueType::kUnsigned:
-      return Datatype::kUnsigned;
-    case PresentValueType::kSigned:
-      return Datatype::kSigned;
-    case PresentValueType::kDouble:
-      return Datatype::kDouble;
-    case PresentValueType::kOctets:
-      return Datatype::kOctets;
-    case PresentValueType::kText:
-      return Datatype::kText;
-    case PresentValueType::kBits:
-      return Datatype::kBits;
-    case PresentValueType::kEnumerated:
-      return Datatype::kEnumerated;
-    case PresentValueType::kDate:
-      return Datatype::kDate;
-    case PresentValueType::kTime:
-      return Datatype::kTime;
-    case PresentValueType::kDateTime:
-      return Datatype::kDateTime;
-    case PresentValueType::kReal:
-    case PresentValueType::kAny:  // this device's schedules switch a Real
-      break;
-  }
-  return Datatype::kReal;
-}
-
 bool isOutput(ObjectType type) {
   return type == object_type::kAnalogOutput || type == object_type::kBinaryOutput ||
          type == object_type::kMultiStateOutput;
@@ -78,7 +47,7 @@ Values statusFlags(const CObject& object) {
 }
 
 void addStatus(CObject& object, bool isRequired) {
-  Property flags = single(Datatype::kBits, BitString{}, true);
+  Property flags = single(Datatype::kBitString, BitString{}, true);
   flags.computed = statusFlags;
   object.add(property::kStatusFlags, std::move(flags));
   object.add(property::kEventState, single(Datatype::kEnumerated, Enumerated{0}, isRequired));
@@ -102,8 +71,8 @@ void addAnalog(CObject& object, Datatype datatype) {
 }
 
 void addBinary(CObject& object) {
-  object.add(property::kActiveText, single(Datatype::kText, text("On"), false, Access::kAlways));
-  object.add(property::kInactiveText, single(Datatype::kText, text("Off"), false, Access::kAlways));
+  object.add(property::kActiveText, single(Datatype::kCharacterString, text("On"), false, Access::kAlways));
+  object.add(property::kInactiveText, single(Datatype::kCharacterString, text("Off"), false, Access::kAlways));
   if (object.id().type != object_type::kBinaryValue) {
     object.add(property::kPolarity, single(Datatype::kEnumerated, Enumerated{0}, true));
   }
@@ -112,7 +81,7 @@ void addBinary(CObject& object) {
 void addStates(CObject& object) {
   object.add(property::kNumberOfStates, single(Datatype::kUnsigned, std::uint64_t{kStateTexts.size()}, true));
   Property texts;
-  texts.datatype = Datatype::kText;
+  texts.datatype = Datatype::kCharacterString;
   texts.shape = Shape::kArray;
   texts.access = Access::kAlways;
   for (const char* each : kStateTexts) texts.values.emplace_back(text(each));
@@ -121,7 +90,7 @@ void addStates(CObject& object) {
 
 Property presentValue(const PresentValueMeaning& meaning) {
   Property present;
-  present.datatype = datatypeOf(meaning.type);
+  present.datatype = meaning.type == Datatype::kAny ? Datatype::kReal : meaning.type;  // schedules switch a Real here
   present.values = zeroOf(present.datatype);
   present.isRequired = true;
   present.access = Access::kOutOfService;
@@ -134,11 +103,6 @@ Property presentValue(const PresentValueMeaning& meaning) {
 }
 
 }  // namespace
-
-std::optional<Datatype> presentValueType(ObjectType type) {
-  const PresentValueMeaning* meaning = presentValueOf(type);
-  return meaning == nullptr ? std::nullopt : std::make_optional(datatypeOf(meaning->type));
-}
 
 bool isCommandableType(ObjectType type) {
   const PresentValueMeaning* meaning = presentValueOf(type);
@@ -157,11 +121,11 @@ Values zeroOf(Datatype datatype) {
       return {0.0F};
     case Datatype::kDouble:
       return {0.0};
-    case Datatype::kOctets:
+    case Datatype::kOctetString:
       return {OctetString{}};
-    case Datatype::kText:
+    case Datatype::kCharacterString:
       return {CharacterString{}};
-    case Datatype::kBits:
+    case Datatype::kBitString:
       return {BitString{std::vector<bool>(8)}};
     case Datatype::kEnumerated:
       return {Enumerated{0}};
@@ -181,13 +145,13 @@ Values zeroOf(Datatype datatype) {
 
 std::unique_ptr<CObject> makeStandardObject(ObjectId id, const std::string& name) {
   auto object = std::make_unique<CObject>(id, name);
-  object->add(property::kDescription, single(Datatype::kText, text(name), false, Access::kAlways));
+  object->add(property::kDescription, single(Datatype::kCharacterString, text(name), false, Access::kAlways));
   const PresentValueMeaning* meaning = presentValueOf(id.type);
   if (meaning == nullptr) return object;
 
   addStatus(*object, !isValueType(id.type));
   object->add(property::kPresentValue, presentValue(*meaning));
-  if (meaning->kind == ObjectKind::kAnalog) addAnalog(*object, datatypeOf(meaning->type));
+  if (meaning->kind == ObjectKind::kAnalog) addAnalog(*object, meaning->type);
   if (meaning->kind == ObjectKind::kBinary) addBinary(*object);
   if (meaning->kind == ObjectKind::kMultiState) addStates(*object);
   if (meaning->isCommandable) object->makeCommandable(isOutput(id.type));

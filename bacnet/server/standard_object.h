@@ -1,15 +1,11 @@
 #pragma once
 
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "bacnet/server/object.h"
 
 namespace bacnet::server {
-
-/// What a present value of the standard's type is made of; nothing for types that have none here.
-std::optional<Datatype> presentValueType(ObjectType type);
 
 /// Outputs, values and the value types: commanded at a priority.
 bool isCommandableType(ObjectType type);

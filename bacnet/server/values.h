@@ -5,26 +5,9 @@
 #include <string_view>
 
 #include "bacnet/codec/value.h"
+#include "bacnet/number/datatype.h"
 
 namespace bacnet::server {
-
-/// What a property, or an element of it, is made of.
-enum class Datatype {
-  kBoolean,
-  kUnsigned,
-  kSigned,
-  kReal,
-  kDouble,
-  kOctets,
-  kText,
-  kBits,
-  kEnumerated,
-  kDate,
-  kTime,
-  kDateTime,  ///< a date and a time, one behind the other
-  kObjectId,
-  kAny,  ///< one value of any type
-};
 
 /// Whether `values` are exactly one content of the type: a device takes no other type in its place, not even one that
 /// could be converted.
