@@ -90,6 +90,8 @@ def refused(server):
         "a huge address": (request(server, "GET /" + "x" * 100000), [400, 404, 413, 414, None]),
         "a huge body": (request(server, WRITE, {}, VALUE + b" " * 10000000), [400, 413, None]),
         "a body that is said to be huge": (request(server, WRITE, {"Content-Length": "99999999999"}, VALUE), [400, 413, None]),
+        "two lengths": (post({"Content-Length": f"2\r\nContent-Length: {len(VALUE)}"}), [400]),
+        "a length and chunks": (post({"Transfer-Encoding": "chunked"}), [400]),
         "a length below nothing": (request(server, WRITE, {"Content-Length": "-1"}, VALUE), [400, 413, None]),
         "no HTTP": (b"\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03" + bytes(500) + b"\r\n\r\n", [400, None]),
         "nothing but ends of lines": (b"\r\n" * 1000, [400, None]),

@@ -69,6 +69,9 @@ TEST(PageGuard, LetsInWhatTheOwnPageSendsAndNothingElse) {
       {403, write, {{"X-Requested-With", "-"}}},
       {415, write, {{"Content-Type", "text/plain"}}},
       {415, write, {{"Content-Type", "-"}}},
+      {0, write, {{"Content-Length", "2"}}},
+      {400, write, {{"Content-Length", "2"}, {"Content-Length", "14"}}},
+      {400, write, {{"Content-Length", "2"}, {"Transfer-Encoding", "chunked"}}},
       {405, "POST /", {}},
       {405, "PUT /api/points/1/write", {}},
   };

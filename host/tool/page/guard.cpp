@@ -40,6 +40,11 @@ std::optional<std::string> only(const httplib::Request& request, const char* hea
   return request.get_header_value(header);
 }
 
+// Somebody between the browser and this server might take another of the two for the end of the request.
+bool hasOneLength(const httplib::Request& request) {
+  return request.get_header_value_count("Content-Length") + request.get_header_value_count("Transfer-Encoding") <= 1;
+}
+
 // Takes as long wherever the first difference is.
 bool isEqual(std::string_view a, std::string_view b) {
   unsigned difference = a.size() == b.size() ? 0 : 1;
@@ -84,6 +89,7 @@ bool isLoopback(const std::string& ip) {
 }
 
 std::optional<Refusal> refusalOf(const httplib::Request& request, const Rules& rules) {
+  if (!hasOneLength(request)) return Refusal{400, "the request has two lengths"};
   const auto host = only(request, "Host");
   if (!host || !isOwnName(*host, rules)) return Refusal{403, "this server has another name"};
   if (request.method != "GET" && request.method != "HEAD" && request.method != "POST")
