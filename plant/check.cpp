@@ -114,7 +114,11 @@ std::int32_t checkProject(const std::string& path, std::vector<Problem>& problem
     else
       checkSymbols(element, number, links[number], collector);
   }
-  for (const auto& [number, link] : links) checkWhole(number, link, collector);
+  CDeviceCheck devices;
+  for (const auto& [number, link] : links) {
+    checkWhole(number, link, collector);
+    if (link.bacnet) devices.add(link.bacnet, number, collector);
+  }
 
   std::stable_sort(found.begin(), found.end(), [](const Problem& a, const Problem& b) { return a.line < b.line; });
   problems.insert(problems.end(), found.begin(), found.end());

@@ -9,9 +9,7 @@ namespace plant {
 
 namespace {
 
-constexpr std::int64_t kWildcardInstance = 4194303;  // stands for every device
 constexpr int kRouted = 1;
-constexpr int kForeign = 2;
 constexpr std::size_t kLongestMac = 18;  // octets: that of IPv6 address and port
 
 const Names kParameters = {"Ip",         "DesPort", "SrcPort", "DeviceId", "EnableReadPropm", "EnableWritePropm",
@@ -27,45 +25,20 @@ const IntegerRule kNetwork = {"Network", 0, 65534, "write the device's network n
 const IntegerRule kMacLen = {"MacLen", 0, kLongestMac,
                              "write the address's length in octets, or 0 for that of VirtualMac"};
 
-bool parseHost(const std::string& text, in_addr& address) {
-  return inet_pton(AF_INET, text.c_str(), &address) == 1;
-}
-
-bool isOneDevice(const in_addr& address) {
-  const std::uint32_t number = ntohl(address.s_addr);
+bool isOneDevice(std::uint32_t ip) {
+  const std::uint32_t number = ntohl(ip);
   return number != 0 && number >> 28 < 0xE;  // neither none, nor a group's, nor everybody's
 }
 
 void checkAddress(const pugi::xml_node& bacnet, CProblems& problems) {
   const pugi::xml_node element = bacnet.child("Ip");
   const std::string text = element.text().as_string();
-  in_addr address{};
+  const auto ip = parseIp(text);
   if (text.empty()) return;
-  if (!parseHost(text, address))
+  if (!ip)
     problems.error(element, "Ip '" + text + "' is no IPv4 address", "write four numbers: 192.168.10.21");
-  else if (!isOneDevice(address))
+  else if (!isOneDevice(*ip))
     problems.error(element, "Ip " + text + " is no single device's address", "write the device's own address");
-}
-
-// Octets of an address on a BACnet network; nothing when the text is none.
-std::optional<std::size_t> octetsOf(const std::string& text, std::int64_t length) {
-  const std::size_t colon = text.find(':');
-  in_addr host{};
-  if (colon != std::string::npos && parseHost(text.substr(0, colon), host)) {
-    const auto port = wholeNumber(text.substr(colon + 1));
-    return port && *port >= 0 && *port <= 65535 ? std::optional<std::size_t>(6) : std::nullopt;
-  }
-  const bool isDecimal = text.find_first_not_of("0123456789") == std::string::npos;
-  if (length == 1 && isDecimal) {
-    const auto number = wholeNumber(text);
-    return number && *number <= 255 ? std::optional<std::size_t>(1) : std::nullopt;
-  }
-  std::string digits = text;
-  digits.erase(std::remove_if(digits.begin(), digits.end(), [](char each) { return each == ':' || each == '-'; }),
-               digits.end());
-  const bool isHex = digits.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
-  if (!isHex || digits.empty() || digits.size() % 2 != 0 || digits.size() / 2 > kLongestMac) return std::nullopt;
-  return digits.size() / 2;
 }
 
 void checkVirtualMac(const pugi::xml_node& bacnet, std::int64_t network, std::int64_t length, CProblems& problems) {
@@ -76,10 +49,10 @@ void checkVirtualMac(const pugi::xml_node& bacnet, std::int64_t network, std::in
   if (!octets)
     problems.error(element, "VirtualMac '" + text + "' is no address",
                    "write hexadecimal octets (0A:1B), 0 to 255 if MacLen is 1, or a.b.c.d:port");
-  else if (length != 0 && *octets != static_cast<std::size_t>(length))
-    problems.error(element,
-                   "VirtualMac has " + std::to_string(*octets) + " octets, MacLen says " + std::to_string(length),
-                   "write the right MacLen, or 0");
+  else if (length != 0 && octets->size() != static_cast<std::size_t>(length))
+    problems.error(
+        element, "VirtualMac has " + std::to_string(octets->size()) + " octets, MacLen says " + std::to_string(length),
+        "write the right MacLen, or 0");
   else if (network == 0)
     problems.warning(element, "VirtualMac has no effect while Network is 0", "write the device's network number");
 }
@@ -101,6 +74,37 @@ void checkReachable(const pugi::xml_node& bacnet, std::int64_t mode, std::int64_
 }
 
 }  // namespace
+
+std::optional<std::uint32_t> parseIp(const std::string& text) {
+  in_addr address{};
+  if (inet_pton(AF_INET, text.c_str(), &address) != 1) return std::nullopt;
+  return address.s_addr;
+}
+
+std::optional<std::string> octetsOf(const std::string& text, std::int64_t length) {
+  const std::size_t colon = text.find(':');
+  if (const auto ip = parseIp(text.substr(0, colon)); ip && colon != std::string::npos) {
+    const auto port = wholeNumber(text.substr(colon + 1));
+    if (!port || *port < 0 || *port > 65535) return std::nullopt;
+    std::string octets(reinterpret_cast<const char*>(&*ip), sizeof(*ip));
+    return octets += {static_cast<char>(*port >> 8), static_cast<char>(*port)};
+  }
+  const bool isDecimal = text.find_first_not_of("0123456789") == std::string::npos;
+  if (length == 1 && isDecimal) {
+    const auto number = wholeNumber(text);
+    return number && *number <= 255 ? std::optional(std::string(1, static_cast<char>(*number))) : std::nullopt;
+  }
+  std::string digits = text;
+  digits.erase(std::remove_if(digits.begin(), digits.end(), [](char each) { return each == ':' || each == '-'; }),
+               digits.end());
+  const bool isHex = digits.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+  if (!isHex || digits.empty() || digits.size() % 2 != 0 || digits.size() / 2 > kLongestMac) return std::nullopt;
+  std::string octets;
+  for (std::size_t at = 0; at < digits.size(); at += 2) {
+    octets += static_cast<char>(std::stoi(digits.substr(at, 2), nullptr, 16));
+  }
+  return octets;
+}
 
 void checkParameters(const pugi::xml_node& bacnet, CProblems& problems) {
   checkChildren(bacnet, kParameters, false, problems);

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -58,6 +59,34 @@ void checkStrayText(const pugi::xml_node& parent, CProblems& problems);
 
 /// Complains of the parameters of one "BACnet" element.
 void checkParameters(const pugi::xml_node& bacnet, CProblems& problems);
+
+constexpr std::int64_t kWildcardInstance = 4194303;  // stands for every device
+constexpr int kForeign = 2;                          // the Mode of a link whose Ip is that of a BBMD
+
+/// In the order of the network; nothing when the text is none.
+std::optional<std::uint32_t> parseIp(const std::string& text);
+/// The octets of an address on a BACnet network, of which MacLen says that it has `length`; nothing when the text is
+/// none.
+std::optional<std::string> octetsOf(const std::string& text, std::int64_t length);
+
+/// The devices of the links, against each other. That two links have one device works, but is seldom meant.
+class CDeviceCheck {
+ public:
+  /// Complains of the device in this "BACnet" element when another link has it.
+  void add(const pugi::xml_node& bacnet, std::int32_t link, CProblems& problems);
+
+ private:
+  struct Known {
+    std::int32_t link;
+    std::size_t line;
+  };
+  using Place = std::tuple<std::uint32_t, std::int64_t, std::int64_t, std::string>;  // IP, port, network, octets there
+
+  static std::optional<Place> placeOf(const pugi::xml_node& bacnet);
+
+  std::map<std::int64_t, Known> byDevice_;
+  std::map<Place, Known> byPlace_;
+};
 
 /// The points of one link, against each other as well.
 class CPointCheck {

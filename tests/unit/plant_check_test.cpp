@@ -162,6 +162,34 @@ TEST(PlantCheck, FindsLinksThatDoNotCloseUp) {
                   "6 warning ProjectInfo: nothing reads the element Points"));
 }
 
+TEST(PlantCheck, FindsTwoLinksWithOneDevice) {
+  const std::string number = "3 warning BACnet: DeviceId 7 is that of link 1 in line 2, too";
+  const std::string address = "3 warning BACnet: the device's address is that of link 1 in line 2, too";
+  const std::string routed = kDevice + "<Mode>1</Mode><Network>5</Network><VirtualMac>";
+  const struct {
+    std::string first, second, problem;
+  } cases[] = {
+      {kDevice + "<DeviceId>7</DeviceId>", "<Ip>10.0.0.2</Ip><DeviceId>7</DeviceId>", number},
+      {kDevice + "<DeviceId>7</DeviceId>", "<DeviceId>0x7</DeviceId>", number},
+      {kDevice + "<DeviceId>7</DeviceId>", kDevice + "<DeviceId>8</DeviceId>", address},
+      {kDevice, kDevice + "<DesPort>47808</DesPort>", address},
+      {kDevice, kDevice + "<DesPort>47809</DesPort>", ""},
+      {routed + "0a1B</VirtualMac>", routed + "0A-1b</VirtualMac>", address},
+      {routed + "0a</VirtualMac>", routed + "0b</VirtualMac>", ""},
+      {routed + "</VirtualMac><DeviceId>7</DeviceId>", routed + "</VirtualMac><DeviceId>8</DeviceId>", ""},
+      {kDevice + "<Mode>2</Mode><DeviceId>7</DeviceId>", kDevice + "<Mode>2</Mode><DeviceId>8</DeviceId>", ""},
+  };
+  for (const auto& each : cases) {
+    std::string xml = "<ProjectInfo>\n";
+    for (const auto* link : {&each.first, &each.second})
+      xml += "<BACnet LinkID=\"" + std::to_string(link == &each.first ? 1 : 2) + "\">" + *link + "</BACnet>\n";
+    for (const char* link : {"1", "2"}) xml += "<Symbols LinkID=\"" + std::string(link) + "\">" + kPoint + "</Symbols>";
+    const auto problems = problemsOf(xml + "</ProjectInfo>");
+    EXPECT_EQ(problems.empty() ? "" : problems[0], each.problem) << each.second;
+    EXPECT_LE(problems.size(), 1U);
+  }
+}
+
 TEST(PlantCheck, CountsLinesInEveryEncodingAndRefusesWhatIsNoProject) {
   std::string wide("\xFF\xFE", 2);
   for (const char letter : "<ProjectInfo>\r\n\r\n<Odd/></ProjectInfo>") wide += {letter, '\0'};
