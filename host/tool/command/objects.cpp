@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
@@ -8,6 +9,7 @@
 
 #include "host/tool/command/commands.h"
 #include "host/tool/command/device_choice.h"
+#include "host/tool/command/type_option.h"
 #include "host/tool/console/error_relay.h"
 #include "host/tool/console/records.h"
 #include "host/tool/network/listing_changes.h"
@@ -22,6 +24,7 @@ struct ObjectsOptions {
   SearchOptions search;
   std::string file;
   std::string before;
+  std::vector<std::string> types;
 };
 
 std::vector<Column> columns() {
@@ -82,13 +85,21 @@ void showChanges(const Listing& before, const Listing& now, Format format, COutp
                   before.objects.size()));
 }
 
+Listing listingOf(const ObjectTypes& types, Listing listing) {
+  const auto isOther = [&](const Record& object) { return !isAmong(types, object["type"].get<std::int32_t>()); };
+  auto& objects = listing.objects;
+  objects.erase(std::remove_if(objects.begin(), objects.end(), isOther), objects.end());
+  return listing;
+}
+
 ExitStatus showObjects(const Options& options, COutput& output, const ObjectsOptions& own) {
-  const auto before = own.before.empty() ? std::nullopt : std::optional(savedListing(own.before));
+  const ObjectTypes types = typesIn(own.types);
+  const auto before = own.before.empty() ? std::nullopt : std::optional(listingOf(types, savedListing(own.before)));
   const DeviceChoice choice = deviceChoice(options, own.search, own.device);
   CStation station(choice.station);
   const auto device = findDevice(station, choice);
   if (!device) return ExitStatus::kInterrupted;
-  Listing listing = readListing(station, *device);
+  Listing listing = readListing(station, *device, types);
   if (!own.search.bbmd.empty()) listing.device["bbmd"] = own.search.bbmd;
 
   if (before)
@@ -116,6 +127,7 @@ void addObjects(CLI::App& app, Action& action) {
       ->type_name("FILE");
   command->add_option("--compare", own->before, "show only what differs from a list that --save kept")
       ->type_name("FILE");
+  addTypeOption(*command, own->types, "only objects of this type");
   setExample(*command, "hmi-host --interface eth0 objects 3001 --save 3001.json");
   command->callback([&action, own] {
     action = {[own](const Options& options, COutput& output) { return showObjects(options, output, *own); },

@@ -55,7 +55,11 @@ std::optional<FoundDevice> identify(CStation& station, const bacnet::DeviceSetti
   return FoundDevice{*profile.station, {id->instance, maxApdu, profile.segmentation, profile.vendor}, false};
 }
 
-Listing readListing(CStation& station, const FoundDevice& found) {
+bool isAmong(const ObjectTypes& types, std::int32_t type) {
+  return types.empty() || types.count(type) > 0;
+}
+
+Listing readListing(CStation& station, const FoundDevice& found, const ObjectTypes& types) {
   Listing listing;
   listing.device = recordOf(readDetails(station, {found}).front());
   CDevice device(station, settingsOf(found));
@@ -63,6 +67,9 @@ Listing readListing(CStation& station, const FoundDevice& found) {
   std::vector<bacnet::ObjectId> objects;
   if (const auto failure = reader.readList(found.iAm.device, objects))
     listing.problem = fmt::format("the object list is not whole: {}", bacnet::failureText(*failure));
+  objects.erase(std::remove_if(objects.begin(), objects.end(),
+                               [&](const bacnet::ObjectId& each) { return !isAmong(types, each.type); }),
+                objects.end());
   listing.objects = reader.readObjects(objects);
   if (listing.problem.empty() && listing.objects.size() < objects.size())
     listing.problem = fmt::format("{} of {} objects were read", listing.objects.size(), objects.size());

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -21,8 +23,12 @@ struct Listing {                // NOLINT(bugprone-exception-escape)
 /// answer.
 std::optional<FoundDevice> identify(CStation& station, const bacnet::DeviceSettings& settings, std::string& problem);
 
-/// Asks `device` for all that it has; with Ctrl-C for what can be had until then.
-Listing readListing(CStation& station, const FoundDevice& device);
+/// Numbers of object types; none stands for all.
+using ObjectTypes = std::set<std::int32_t>;
+bool isAmong(const ObjectTypes& types, std::int32_t type);
+
+/// Asks `device` for all objects of `types` that it has; with Ctrl-C for what can be had until then.
+Listing readListing(CStation& station, const FoundDevice& device, const ObjectTypes& types = {});
 
 /// The text of a file to keep a listing in: JSON with a line for each object, in the order of the device's list.
 std::string toText(const Listing& listing);
