@@ -12,9 +12,6 @@ namespace support {
 /// What a datagram says, in the form that tests/golden/README.md describes; nothing where it cannot be read.
 std::optional<nlohmann::json> meaningOf(std::string_view datagram);
 
-/// The bytes that say that. `segment` is what a segment carries.
-std::string datagramOf(const nlohmann::json& meaning, std::string_view segment);
-
 /// The service's own bytes of a confirmed request or its answer, and what they say.
 std::string_view serviceOctets(std::string_view datagram);
 nlohmann::json reassembledMeaning(int service, bool isAnswer, std::string_view octets);

@@ -18,6 +18,8 @@ namespace {
 using namespace bacnet;
 using Echo = std::optional<std::string>;
 
+constexpr char kOpeningTag0 = 0x0E;
+
 template <class Service>
 Echo echo(const std::optional<Service>& service) {
   if (!service) return std::nullopt;
@@ -64,7 +66,8 @@ Echo echoUnconfirmed(UnconfirmedService service, std::string_view data) {
 Echo echoError(ConfirmedService service, std::string_view data) {
   const auto reply = parseError(service, data);
   if (!reply) return std::nullopt;
-  return encodeError(service, *reply);
+  const bool hasMore = !reply->failedWrite && data.front() == kOpeningTag0;  // which nothing of ours writes
+  return hasMore ? echoValues(data) : encodeError(service, *reply);
 }
 
 // Gives each PDU its service's bytes anew.
@@ -94,15 +97,22 @@ struct PduEcho {
   }
 };
 
+// A message with anything else than networks stays as it is.
+Echo echoMessage(const NetworkMessage& message) {
+  if (message.type == static_cast<int>(NetworkMessageType::kRejectMessageToNetwork)) {
+    const auto rejected = parseRejectedMessage(message.data);
+    return rejected ? Echo(encodeRejectedMessage(*rejected)) : std::nullopt;
+  }
+  const auto networks = parseNetworks(message.data);
+  return networks ? encodeNetworks(*networks) : Echo(message.data);
+}
+
 Echo echoNpdu(std::string_view bytes) {
   auto npdu = parseNpdu(bytes);
   if (!npdu) return std::nullopt;
-  Echo apdu;
-  if (!npdu->message) {
-    apdu = echoApdu(npdu->apdu);
-    if (!apdu) return std::nullopt;
-    npdu->apdu = *apdu;
-  }
+  const Echo carried = npdu->message ? echoMessage(*npdu->message) : echoApdu(npdu->apdu);
+  if (!carried) return std::nullopt;
+  (npdu->message ? npdu->message->data : npdu->apdu) = *carried;
   return encodeNpdu(*npdu);
 }
 
