@@ -14,13 +14,6 @@ namespace {
 using bacnet::CAssembly;
 using bacnet::CSegmenter;
 
-std::uint8_t takeByte(std::string_view& input) {
-  if (input.empty()) return 0;
-  const auto byte = static_cast<std::uint8_t>(input.front());
-  input.remove_prefix(1);
-  return byte;
-}
-
 // Numbers modulo 256 tell segments apart only as long as none is late by more than this.
 constexpr int kLatest = 100;  // datagrams
 

@@ -19,13 +19,6 @@ namespace {
 using bacnet::ApplicationType;
 using binding::ResultCode;
 
-std::uint8_t takeByte(std::string_view& input) {
-  if (input.empty()) return 0;
-  const auto byte = static_cast<std::uint8_t>(input.front());
-  input.remove_prefix(1);
-  return byte;
-}
-
 struct Register {
   plant::Point point;
   std::int32_t size = 0;  // bytes

@@ -2,18 +2,14 @@
 
 #include <cmath>
 
-#include "bacnet/codec/apdu.h"
 #include "bacnet/codec/bvlc.h"
 #include "bacnet/codec/describe.h"
 #include "bacnet/codec/npdu.h"
 #include "bacnet/codec/octets.h"
 #include "bacnet/codec/primitive.h"
 #include "bacnet/codec/reader.h"
-#include "bacnet/codec/text.h"
-#include "bacnet/service/cov.h"
-#include "bacnet/service/discovery.h"
 #include "bacnet/service/failure.h"
-#include "bacnet/service/property.h"
+#include "support/services.h"
 
 namespace support {
 namespace {
@@ -153,11 +149,7 @@ json say(const Values& values) {
   return {{"items", list(values)}};
 }
 
-template <class Service>
-Meaning meaning(const std::optional<Service>& service) {
-  if (!service) return std::nullopt;
-  return say(*service);
-}
+constexpr auto kSay = [](const auto& service) { return service ? Meaning(say(*service)) : std::nullopt; };
 
 // Services that nothing of ours takes part in are read by the reader alone.
 Meaning whoHas(CReader in) {
@@ -196,49 +188,15 @@ Meaning reinitialize(CReader in) {
 }
 
 Meaning request(ConfirmedService service, std::string_view data) {
-  switch (static_cast<int>(service)) {
-    case 1:
-      return meaning(parseCovNotification(data));
-    case 5:
-      return meaning(parseSubscribeCov(data));
-    case 12:
-      return meaning(parseReadProperty(data));
-    case 14:
-      return meaning(parseReadPropertyMultiple(data));
-    case 15:
-      return meaning(parseWriteProperty(data));
-    case 16:
-      return meaning(parseWritePropertyMultiple(data));
-    case 20:
-      return reinitialize(CReader(data));
-    case 28:
-      return subscribeProperty(CReader(data));
-    default:
-      return meaning(parseValues(data));
-  }
-}
-Meaning answer(ConfirmedService service, std::string_view data) {
-  if (service == ConfirmedService::kReadProperty) return meaning(parseReadPropertyAck(data));
-  if (service == ConfirmedService::kReadPropertyMultiple) return meaning(parseReadPropertyMultipleAck(data));
-  return meaning(parseValues(data));
+  if (static_cast<int>(service) == 20) return reinitialize(CReader(data));
+  if (static_cast<int>(service) == 28) return subscribeProperty(CReader(data));
+  return withRequest(service, data, kSay);
 }
 Meaning unconfirmed(UnconfirmedService service, std::string_view data) {
-  switch (static_cast<int>(service)) {
-    case 0:
-      return meaning(parseIAm(data));
-    case 1:
-      return iHave(CReader(data));
-    case 2:
-      return meaning(parseCovNotification(data));
-    case 6:
-      return timeSynchronization(CReader(data));
-    case 7:
-      return whoHas(CReader(data));
-    case 8:
-      return meaning(parseWhoIs(data));
-    default:
-      return meaning(parseValues(data));
-  }
+  if (static_cast<int>(service) == 1) return iHave(CReader(data));
+  if (static_cast<int>(service) == 6) return timeSynchronization(CReader(data));
+  if (static_cast<int>(service) == 7) return whoHas(CReader(data));
+  return withUnconfirmed(service, data, kSay);
 }
 
 // A segment's position and size, or the whole service.
@@ -280,7 +238,7 @@ struct PduToJson {
   }
   Meaning operator()(const ComplexAck& pdu) const {
     return body({{"type", "complex-ack"}, {"invoke", pdu.invokeId}, {"service", pdu.service}}, pdu.segment, pdu.data,
-                pdu.segment ? std::nullopt : answer(pdu.service, pdu.data));
+                pdu.segment ? std::nullopt : withAnswer(pdu.service, pdu.data, kSay));
   }
   Meaning operator()(const SegmentAck& pdu) const {
     return json{{"type", "segment-ack"},  {"negative", pdu.isNegative}, {"server", pdu.fromServer},
@@ -402,7 +360,7 @@ std::string_view serviceOctets(std::string_view datagram) {
 
 json reassembledMeaning(int service, bool isAnswer, std::string_view octets) {
   const auto choice = static_cast<ConfirmedService>(service);
-  return (isAnswer ? answer(choice, octets) : request(choice, octets)).value_or(json());
+  return (isAnswer ? withAnswer(choice, octets, kSay) : request(choice, octets)).value_or(json());
 }
 
 }  // namespace support

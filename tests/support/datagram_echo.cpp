@@ -2,15 +2,11 @@
 
 #include <cstdlib>
 
-#include "bacnet/codec/apdu.h"
 #include "bacnet/codec/bvlc.h"
 #include "bacnet/codec/describe.h"
 #include "bacnet/codec/npdu.h"
-#include "bacnet/codec/text.h"
-#include "bacnet/service/cov.h"
-#include "bacnet/service/discovery.h"
 #include "bacnet/service/failure.h"
-#include "bacnet/service/property.h"
+#include "support/services.h"
 
 namespace support {
 namespace {
@@ -20,54 +16,19 @@ using Echo = std::optional<std::string>;
 
 constexpr char kOpeningTag0 = 0x0E;
 
-template <class Service>
-Echo echo(const std::optional<Service>& service) {
-  if (!service) return std::nullopt;
-  return encode(*service);
-}
-
-// Also shows them: whatever comes has to have a text, and that is UTF-8.
-Echo echoValues(std::string_view data) {
-  const auto values = parseValues(data);
-  if (!values) return std::nullopt;
-  if (!isUtf8(describe(*values))) std::abort();
-  return encode(*values);
-}
-
-Echo echoRequest(ConfirmedService service, std::string_view data) {
-  switch (service) {
-    case ConfirmedService::kConfirmedCovNotification:
-      return echo(parseCovNotification(data));
-    case ConfirmedService::kSubscribeCov:
-      return echo(parseSubscribeCov(data));
-    case ConfirmedService::kReadProperty:
-      return echo(parseReadProperty(data));
-    case ConfirmedService::kReadPropertyMultiple:
-      return echo(parseReadPropertyMultiple(data));
-    case ConfirmedService::kWriteProperty:
-      return echo(parseWriteProperty(data));
-    case ConfirmedService::kWritePropertyMultiple:
-      return echo(parseWritePropertyMultiple(data));
-    default:
-      return echoValues(data);
+// Also shows values: whatever comes has to have a text, and that is UTF-8.
+constexpr auto kEcho = [](const auto& service) {
+  if constexpr (std::is_same_v<decltype(service), const std::optional<Values>&>) {
+    if (service && !isUtf8(describe(*service))) std::abort();
   }
-}
-Echo echoAnswer(ConfirmedService service, std::string_view data) {
-  if (service == ConfirmedService::kReadProperty) return echo(parseReadPropertyAck(data));
-  if (service == ConfirmedService::kReadPropertyMultiple) return echo(parseReadPropertyMultipleAck(data));
-  return echoValues(data);
-}
-Echo echoUnconfirmed(UnconfirmedService service, std::string_view data) {
-  if (service == UnconfirmedService::kIAm) return echo(parseIAm(data));
-  if (service == UnconfirmedService::kWhoIs) return echo(parseWhoIs(data));
-  if (service == UnconfirmedService::kUnconfirmedCovNotification) return echo(parseCovNotification(data));
-  return echoValues(data);
-}
+  return service ? Echo(encode(*service)) : std::nullopt;
+};
+
 Echo echoError(ConfirmedService service, std::string_view data) {
   const auto reply = parseError(service, data);
   if (!reply) return std::nullopt;
   const bool hasMore = !reply->failedWrite && data.front() == kOpeningTag0;  // which nothing of ours writes
-  return hasMore ? echoValues(data) : encodeError(service, *reply);
+  return hasMore ? kEcho(parseValues(data)) : encodeError(service, *reply);
 }
 
 // Gives each PDU its service's bytes anew.
@@ -78,11 +39,11 @@ struct PduEcho {
       if (pdu.segment) return encodeApdu(pdu);
     }
     if constexpr (std::is_same_v<Pdu, ConfirmedRequest>) {
-      return with(pdu, echoRequest(pdu.service, pdu.data));
+      return with(pdu, withRequest(pdu.service, pdu.data, kEcho));
     } else if constexpr (std::is_same_v<Pdu, ComplexAck>) {
-      return with(pdu, echoAnswer(pdu.service, pdu.data));
+      return with(pdu, withAnswer(pdu.service, pdu.data, kEcho));
     } else if constexpr (std::is_same_v<Pdu, UnconfirmedRequest>) {
-      return with(pdu, echoUnconfirmed(pdu.service, pdu.data));
+      return with(pdu, withUnconfirmed(pdu.service, pdu.data, kEcho));
     } else if constexpr (std::is_same_v<Pdu, ErrorPdu>) {
       return with(pdu, echoError(pdu.service, pdu.data));
     } else {

@@ -99,6 +99,12 @@ void DeviceClient::loseRequests(int n) {
   });
 }
 
+void DeviceClient::delayAnswers(int ms) {
+  net.setScript([ms](const io::CFakeNetwork::Datagram& datagram) {
+    return io::CFakeNetwork::Fate{{milliseconds(datagram.from == kDevice ? ms : 1)}};
+  });
+}
+
 int DeviceClient::now() const {
   return static_cast<int>(std::chrono::duration_cast<milliseconds>(clock.now() - made).count());
 }

@@ -66,6 +66,8 @@ class DeviceClient : public ::testing::Test {
   std::string readOne(std::uint32_t instance) { return read({{presentValue(analog(instance)), 5}}).front(); }
   /// Makes the next `n` requests that the device would hear get lost.
   void loseRequests(int n);
+  /// Makes what the device sends take so long.
+  void delayAnswers(int ms);
   int now() const;  ///< ms since the client was made
   void wait(io::Duration duration) { clock.advance(duration); }
 

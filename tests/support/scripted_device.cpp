@@ -10,6 +10,34 @@ namespace test {
 
 using namespace bacnet;
 
+Answer keepsQuiet() {
+  return [](const auto&) { return kNoAnswer; };
+}
+Answer acknowledges(const std::string& data) {
+  return [data](const auto& r) { return ComplexAck{r.invokeId, r.service, {}, data}; };
+}
+Answer errs(std::uint32_t errorClass, std::uint32_t code) {
+  const ErrorReply reply{{errorClass, code}, {}};
+  return [reply, data = std::string()](const auto& r) mutable {
+    data = encodeError(r.service, reply);
+    return ErrorPdu{r.invokeId, r.service, data};
+  };
+}
+Answer rejects(std::uint8_t reason) {
+  return [reason](const auto& r) { return RejectPdu{r.invokeId, reason}; };
+}
+Answer aborts(std::uint8_t reason, bool fromServer) {
+  return [=](const auto& r) { return AbortPdu{r.invokeId, fromServer, reason}; };
+}
+CScriptedDevice::Script where(std::function<bool(const ConfirmedRequest&, std::size_t)> applies, Answer answer) {
+  return [applies = std::move(applies), answer = std::move(answer)](const auto& request, std::size_t items) {
+    return applies(request, items) ? std::optional(answer(request)) : std::nullopt;
+  };
+}
+CScriptedDevice::Script always(Answer answer) {
+  return where([](const auto&, std::size_t) { return true; }, std::move(answer));
+}
+
 CScriptedDevice::CScriptedDevice(io::CFakeNetwork& network, io::CFakeClock& clock, io::Address address,
                                  std::uint32_t id)
     : network_(network), clock_(clock), made_(clock.now()), self_{object_type::kDevice, id} {

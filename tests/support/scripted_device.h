@@ -21,6 +21,14 @@ namespace test {
 /// For scripts: the device keeps quiet.
 const bacnet::Apdu kNoAnswer = bacnet::SegmentAck{};
 
+/// What a request is answered with; the bytes of it live as long as the answer.
+using Answer = std::function<bacnet::Apdu(const bacnet::ConfirmedRequest& request)>;
+Answer keepsQuiet();
+Answer acknowledges(const std::string& data);  ///< with a ComplexAck
+Answer errs(std::uint32_t errorClass, std::uint32_t code);
+Answer rejects(std::uint8_t reason);
+Answer aborts(std::uint8_t reason, bool fromServer = true);
+
 /// A device on the fake network that does what a test tells it, made of the codec alone.
 class CScriptedDevice {
  public:
@@ -92,5 +100,10 @@ class CScriptedDevice {
   std::string incoming_;
   std::uint8_t invokeId_ = 0;
 };
+
+/// A script that answers so what `applies`, and anything else as usual.
+CScriptedDevice::Script where(std::function<bool(const bacnet::ConfirmedRequest&, std::size_t items)> applies,
+                              Answer answer);
+CScriptedDevice::Script always(Answer answer);
 
 }  // namespace test

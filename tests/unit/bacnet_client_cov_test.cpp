@@ -8,6 +8,9 @@ using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
 constexpr auto kSubscribe = ConfirmedService::kSubscribeCov;
+bool isSubscription(const ConfirmedRequest& request, std::size_t) {
+  return request.service == kSubscribe;
+}
 
 /// A client that has subscribed to the first points, and been told their values.
 class Cov : public DeviceClient {
@@ -77,10 +80,10 @@ TEST_F(Cov, AValueCountsWhileTheDeviceHasBeenHeard) {
 
 TEST_F(Cov, AWriteDropsTheValue) {
   subscribe(2);
-  device.script = [](const ConfirmedRequest& request, std::size_t) -> std::optional<Apdu> {
-    const bool isWrite = request.service == ConfirmedService::kWriteProperty;  // of a lower priority: nothing changes
-    return isWrite ? std::optional<Apdu>(SimpleAck{request.invokeId, request.service}) : std::nullopt;
-  };
+  device.script = where([](const auto& r, auto) { return r.service == ConfirmedService::kWriteProperty; },
+                        [](const auto& r) {
+                          return SimpleAck{r.invokeId, r.service};
+                        });  // of a lower priority
   EXPECT_EQ(known(1), "1");
   write({{presentValue(analog(1)), {7.0F}, 16}});
   EXPECT_EQ(known(1), "1 (asked)");
@@ -131,10 +134,9 @@ TEST_F(Cov, AnErrorInPlaceOfAValueEndsIt) {
 TEST_F(Cov, AValueOfASubscriptionThatEndedDoesNotComeBack) {
   subscribe(1);
   bool answers = false;
-  device.script = [&](const ConfirmedRequest& request, std::size_t) -> std::optional<Apdu> {
-    if (request.service != kSubscribe) return std::nullopt;
+  device.script = where(isSubscription, [&](const auto& request) {
     return answers ? Apdu(SimpleAck{request.invokeId, kSubscribe}) : kNoAnswer;  // its first notification gets lost
-  };
+  });
   for (int i = 0; i < 400 && known(0) == "0"; ++i) wait(seconds(1));
   device.properties[presentValue(analog(0))] = Values{50.0F};
   EXPECT_EQ(known(0), "50 (asked)");
@@ -195,31 +197,18 @@ TEST_F(Cov, AChangeBelowTheIncrementMeansNothing) {
 }
 
 TEST_F(Cov, ARefusedSubscriptionIsPolledAndAskedForAgain) {
-  static const std::string full = encodeError(kSubscribe, {{3, error_code::kNoSpaceToAddListElement}, {}});
-  static const std::string none = encodeError(kSubscribe, {{5, error_code::kOptionalFunctionalityNotSupported}, {}});
   const struct {
-    std::function<Apdu(const ConfirmedRequest&)> answer;
+    Answer answer;
     std::size_t lines;
     std::size_t requests;  // in twenty minutes
   } cases[] = {
-      {[](const auto& r) {
-         return ErrorPdu{r.invokeId, r.service, full};
-       },
-       1, 9},
-      {[](const auto& r) {
-         return ErrorPdu{r.invokeId, r.service, none};
-       },
-       1, 3},
-      {[](const auto& r) {
-         return RejectPdu{r.invokeId, 9};
-       },
-       1, 3},
-      {[](const auto&) { return kNoAnswer; }, 0, 9},  // no answer, three tries
+      {errs(3, error_code::kNoSpaceToAddListElement), 1, 9},
+      {errs(5, error_code::kOptionalFunctionalityNotSupported), 1, 3},
+      {rejects(9), 1, 3},
+      {keepsQuiet(), 0, 9},  // three tries
   };
   for (const auto& one : cases) {
-    device.script = [&](const ConfirmedRequest& request, std::size_t) {
-      return request.service == kSubscribe ? std::optional<Apdu>(one.answer(request)) : std::nullopt;
-    };
+    device.script = where(isSubscription, one.answer);
     make();
     for (std::uint32_t i = 0; i < 3; ++i) client->subscribe(analog(i), false);
     wait(minutes(20) + seconds(30));

@@ -112,11 +112,11 @@ TEST_F(FindDevice, WithoutAnIdItIsAskedForIt) {
 }
 
 TEST_F(FindDevice, ThatGivesNoProfileIsReadAllTheSame) {
-  device.script = [](const ConfirmedRequest& request, std::size_t) -> std::optional<Apdu> {
+  const auto isProfile = [](const auto& request, auto) {
     const auto read = parseReadProperty(request.data);
-    const bool isProfile = read && read->reference.property == property::kMaxApduLengthAccepted;
-    return isProfile ? std::optional<Apdu>(kNoAnswer) : std::nullopt;
+    return read && read->reference.property == property::kMaxApduLengthAccepted;
   };
+  device.script = where(isProfile, keepsQuiet());
   make();
   EXPECT_EQ(readOne(3), "silent");
   wait(milliseconds(1500));
@@ -186,10 +186,7 @@ TEST_F(FindDevice, ARoutersNoEndsTheWait) {
   for (const auto& one : cases) {
     device.script = nullptr;
     make([](auto& settings) { settings.station = Station{kDevice, kFar}; });
-    device.script = [&](const ConfirmedRequest&, std::size_t) {
-      device.sendMessage(one.type, one.data);
-      return std::optional<Apdu>(kNoAnswer);
-    };
+    device.script = always([&](const auto&) { return device.sendMessage(one.type, one.data), kNoAnswer; });
     EXPECT_EQ(readOne(1), one.outcome);
     EXPECT_EQ(took, one.ms) << one.outcome;
     device.script = nullptr;

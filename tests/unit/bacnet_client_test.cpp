@@ -13,56 +13,26 @@ using ::testing::SizeIs;
 
 const std::string kNothing;
 
-CScriptedDevice::Script always(const std::function<Apdu(const ConfirmedRequest&)>& answer) {
-  return [answer](const ConfirmedRequest& request, std::size_t) { return std::optional<Apdu>(answer(request)); };
-}
-
 TEST_F(DeviceClient, EachKindOfAnswerHasItsOutcome) {
-  const std::string error = encodeError(ConfirmedService::kReadProperty, {{2, 32}, {}});
-  const std::string other = encode(ReadPropertyAck{analog(4), {property::kPresentValue, {}}, {1.0F}});
-  using Request = ConfirmedRequest;
+  const Answer garbage = [](const auto& r) { return ErrorPdu{r.invokeId, r.service, "?"}; };
+  const Answer simple = [](const auto& r) { return SimpleAck{r.invokeId, r.service}; };
+  // What answers another request leaves this one waiting.
+  const Answer ofWrite = [](const auto& r) { return SimpleAck{r.invokeId, ConfirmedService::kWriteProperty}; };
+  const Answer ofOther = [](const auto& r) { return RejectPdu{static_cast<std::uint8_t>(r.invokeId - 1), 0}; };
   const struct {
-    std::function<Apdu(const Request&)> answer;
+    Answer answer;
     std::string outcome;
     int ms;
   } cases[] = {
-      {[&](const Request& r) {
-         return ErrorPdu{r.invokeId, r.service, error};
-       },
-       "error 32", 2},
-      {[&](const Request& r) {
-         return ErrorPdu{r.invokeId, r.service, "?"};
-       },
-       "undecodable", 2},
-      {[&](const Request& r) {
-         return RejectPdu{r.invokeId, 200};
-       },
-       "reject 200", 2},
-      {[&](const Request& r) {
-         return AbortPdu{r.invokeId, true, 201};
-       },
-       "abort 201", 2},
-      {[&](const Request& r) {
-         return AbortPdu{r.invokeId, false, 4};
-       },
-       "abort 4", 2},
-      {[&](const Request& r) {
-         return ComplexAck{r.invokeId, r.service, {}, other};
-       },
-       "undecodable", 2},
-      {[&](const Request& r) {
-         return SimpleAck{r.invokeId, r.service};
-       },
-       "undecodable", 2},
-      // What answers another request leaves this one waiting.
-      {[&](const Request& r) {
-         return SimpleAck{r.invokeId, ConfirmedService::kWriteProperty};
-       },
-       "silent", 2500},
-      {[&](const Request& r) {
-         return RejectPdu{static_cast<std::uint8_t>(r.invokeId - 1), 0};
-       },
-       "silent", 2500},
+      {errs(2, 32), "error 32", 2},
+      {garbage, "undecodable", 2},
+      {rejects(200), "reject 200", 2},
+      {aborts(201), "abort 201", 2},
+      {aborts(4, false), "abort 4", 2},
+      {acknowledges(encode(ReadPropertyAck{analog(4), {property::kPresentValue, {}}, {1.0F}})), "undecodable", 2},
+      {simple, "undecodable", 2},
+      {ofWrite, "silent", 2500},
+      {ofOther, "silent", 2500},
   };
   make();
   EXPECT_EQ(readOne(3), "3");
@@ -112,11 +82,10 @@ TEST_F(DeviceClient, ASilentDeviceAnswersAtOnceAndIsProbedUntilItIsBack) {
 
 TEST_F(DeviceClient, OneRequestThatIsNeverAnsweredMakesNoLine) {
   make();
-  device.script = [](const ConfirmedRequest& request, std::size_t) -> std::optional<Apdu> {
-    const auto read = parseReadProperty(request.data);
-    if (read && read->object == analog(5)) return kNoAnswer;
-    return std::nullopt;
+  const auto isOfFive = [](const auto& request, auto) {
+    return parseReadProperty(request.data).value_or(ReadPropertyRequest()).object == analog(5);
   };
+  device.script = where(isOfFive, keepsQuiet());
   for (int i = 0; i < 5; ++i) {
     EXPECT_EQ(readOne(5), "silent");
     wait(milliseconds(1500));
@@ -127,11 +96,7 @@ TEST_F(DeviceClient, OneRequestThatIsNeverAnsweredMakesNoLine) {
 
 TEST_F(DeviceClient, ALateAnswerIsForTheNextRead) {
   make();
-  net.setScript([](const io::CFakeNetwork::Datagram& datagram) {
-    io::CFakeNetwork::Fate fate;
-    if (datagram.from == kDevice) fate.delays = {milliseconds(3500)};
-    return fate;
-  });
+  delayAnswers(3500);
   EXPECT_EQ(readOne(9), "silent");
   wait(seconds(2));
   device.asked.clear();
@@ -150,11 +115,7 @@ TEST_F(DeviceClient, WhatWasAskedBeforeAWriteIsNotKeptForAfterIt) {
   const int msUntilAnswers[] = {1000, 3500};  // of a read whose caller still waits, and is gone
   for (const int ms : msUntilAnswers) {
     device.set(analog(9), 9.0F);
-    net.setScript([ms](const io::CFakeNetwork::Datagram& datagram) {
-      io::CFakeNetwork::Fate fate;
-      if (datagram.from == kDevice) fate.delays = {milliseconds(ms)};
-      return fate;
-    });
+    delayAnswers(ms);
     std::string old;
     client->read({{presentValue(analog(9)), 5}}, clock.now() + milliseconds(2500),
                  [&](const std::vector<ReadOutcome>& outcomes) { old = text(outcomes.front()); });
@@ -261,35 +222,23 @@ TEST_F(DeviceClient, BatchesFitWhatBothSidesTake) {
 TEST_F(DeviceClient, ARefusedBatchIsMadeSmallerAndThatRemembered) {
   const auto never = [](std::size_t) { return false; };
   const auto upTo = [](std::size_t most) { return [most](std::size_t items) { return items <= most; }; };
-  using Answer = std::function<Apdu(const ConfirmedRequest&)>;
-  const Answer reject9 = [](const auto& r) { return RejectPdu{r.invokeId, 9}; };
-  const Answer reject0 = [](const auto& r) { return RejectPdu{r.invokeId, 0}; };
-  const Answer abort4 = [](const auto& r) { return AbortPdu{r.invokeId, true, 4}; };
-  static const std::string denied = encodeError(ConfirmedService::kReadPropertyMultiple, {{5, 29}, {}});
-  static const std::string unknown = encodeError(ConfirmedService::kReadPropertyMultiple, {{1, 31}, {}});
-  const Answer error29 = [](const auto& r) { return ErrorPdu{r.invokeId, r.service, denied}; };
-  const Answer error31 = [](const auto& r) { return ErrorPdu{r.invokeId, r.service, unknown}; };
-  const Answer garbage = [](const auto& r) { return ComplexAck{r.invokeId, r.service, {}, "\x0c?"}; };
   const struct {
     const char* what;
     std::function<bool(std::size_t)> takes;
     Answer refusal;
     std::size_t first, again, remembered;
   } cases[] = {
-      {"no such service", never, reject9, 41, 40, 1},
-      {"service denied", never, error29, 41, 40, 1},
-      {"too long an answer", upTo(5), abort4, 13, 8, 5},
-      {"some other reject", upTo(10), reject0, 7, 4, 10},
-      {"a bad point spoils all", upTo(20), error31, 3, 3, 0},
-      {"an answer that is not to be read", upTo(20), garbage, 3, 3, 0},
+      {"no such service", never, rejects(9), 41, 40, 1},
+      {"service denied", never, errs(5, 29), 41, 40, 1},
+      {"too long an answer", upTo(5), aborts(4), 13, 8, 5},
+      {"some other reject", upTo(10), rejects(0), 7, 4, 10},
+      {"a bad point spoils all", upTo(20), errs(1, 31), 3, 3, 0},
+      {"an answer that is not to be read", upTo(20), acknowledges("\x0c?"), 3, 3, 0},
   };
   for (const auto& one : cases) {
     device.script = nullptr;
     make([](auto& settings) { settings.mayReadMultiple = true; });
-    device.script = [&](const ConfirmedRequest& request, std::size_t items) -> std::optional<Apdu> {
-      if (items == 1 || one.takes(items)) return std::nullopt;
-      return one.refusal(request);
-    };
+    device.script = where([&](const auto&, auto items) { return items > 1 && !one.takes(items); }, one.refusal);
     for (const std::size_t requests : {one.first, one.again}) {
       device.asked.clear();
       const auto outcomes = read(presentValues(40));
@@ -319,10 +268,7 @@ TEST_F(DeviceClient, ABatchThatWasRefusedIsTriedAgainAfterARestartAndAConnect) {
   };
   for (const auto& happens : {std::function<void()>(restart), std::function<void()>(connect)}) {
     make([](auto& settings) { settings.mayReadMultiple = settings.mayWriteMultiple = true; });
-    device.script = [](const ConfirmedRequest& request, std::size_t items) -> std::optional<Apdu> {
-      return items > 1 ? std::optional<Apdu>(RejectPdu{request.invokeId, reject_reason::kUnrecognizedService})
-                       : std::nullopt;
-    };
+    device.script = where([](const auto&, auto items) { return items > 1; }, rejects(9));
     read(presentValues(4));
     write(writesOf(4, 1));
     EXPECT_EQ(client->profile().readBatch, 1);
@@ -339,9 +285,7 @@ TEST_F(DeviceClient, ABatchThatWasRefusedIsTriedAgainAfterARestartAndAConnect) {
 
 TEST_F(DeviceClient, ABatchThatGetsNoAnswerIsMadeSmaller) {
   make([](auto& settings) { settings.mayReadMultiple = true; });
-  device.script = [](const ConfirmedRequest&, std::size_t items) -> std::optional<Apdu> {
-    return items > 10 ? std::optional<Apdu>(kNoAnswer) : std::nullopt;
-  };
+  device.script = where([](const auto&, auto items) { return items > 10; }, keepsQuiet());
   std::vector<std::size_t> limits;
   for (int i = 0; i < 3; ++i) {
     read(presentValues(40));
@@ -381,7 +325,7 @@ TEST_F(DeviceClient, OneBadPointOfABatchFailsAlone) {
     EXPECT_EQ(device.asked.size(), 2 + 10 - bad) << "one each, and what stood behind";
     for (std::uint32_t i = 0; i < 11; ++i) device.set(analog(i), static_cast<float>(i));
   }
-  device.script = always([](const ConfirmedRequest& r) { return RejectPdu{r.invokeId, 9}; });
+  device.script = always(rejects(9));
   EXPECT_THAT(write(writesOf(3, 1)), Each("reject 9"));
   EXPECT_EQ(client->profile().writeBatch, 1);
 }
@@ -509,11 +453,7 @@ TEST_F(DeviceClient, ManyCallersShareADeviceFairly) {
 
 TEST_F(DeviceClient, EveryPointOfASlowDeviceGetsItsTurn) {
   make([](auto& settings) { settings.mayReadMultiple = false; });
-  net.setScript([](const auto& datagram) {
-    io::CFakeNetwork::Fate fate;
-    fate.delays = {milliseconds(datagram.from == kDevice ? 599 : 1)};
-    return fate;
-  });
+  delayAnswers(599);
   std::vector<int> values(11);
   for (int round = 0; round < 10; ++round) {
     const auto outcomes = read(presentValues(11));
