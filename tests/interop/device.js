@@ -34,25 +34,18 @@ const subscriptions = new Map();
 
 const tell = (event) => process.send(event);
 
-properties[key([DEVICE, deviceId], 75)] = {
-  object: [DEVICE, deviceId]
-};
-properties[key([DEVICE, deviceId], 62)] = {
-  unsigned: 1476
-};
-properties[key([DEVICE, deviceId], 107)] = {
-  enumerated: 3
-};
-properties[key([DEVICE, deviceId], 77)] = {
-  text: `${stackName} ${deviceId}`
-};
 const {readMultiple, writeMultiple, ...always} = SERVICE;
 const services = [
   ...Object.values(always), ...(hasReadMultiple ? [readMultiple] : []), ...(hasWriteMultiple ? [writeMultiple] : [])
 ];
-properties[key([DEVICE, deviceId], 97)] = {
-  bits: Array.from({length: 40}, (_, bit) => Number(services.includes(bit))).join('')
-};
+const own = [
+  [62, {unsigned: 1476}],
+  [75, {object: [DEVICE, deviceId]}],
+  [77, {text: `${stackName} ${deviceId}`}],
+  [97, {bits: Array.from({length: 40}, (_, bit) => Number(services.includes(bit))).join('')}],
+  [107, {enumerated: 3}],
+];
+for (const [id, value] of own) properties[key([DEVICE, deviceId], id)] = value;
 
 function presentValue(object) {
   const held = slots.get(key(object)) ?? [];

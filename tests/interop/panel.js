@@ -23,6 +23,22 @@ function symbol(point, at) {
 
 const valueOf = (result) => (result?.code === 0 ? result.value : {code: result?.code});
 
+// Runs hmi-host; its status, and its records as it gives them in JSON. What it says goes to a log in the project's
+// folder.
+async function runHost({machine, programs, folder}, ...args) {
+  const log = fs.openSync(path.join(folder, 'hmi-host.log'), 'a');
+  const fixed = ['--project', `${folder}/`, '--format', 'json'];
+  const host = machine.spawn(path.join(programs, 'hmi-host'), [...fixed, ...args].map(String), {
+    stdio: ['ignore', 'pipe', log],
+    env: {...process.env, SHELL: '/bin/sh'},
+  });
+  fs.closeSync(log);
+  let output = '';
+  host.stdout.setEncoding('utf8').on('data', (text) => (output += text));
+  const status = await new Promise((resolve) => host.on('close', resolve));
+  return {status, records: output.split('\n').filter(Boolean).map((line) => JSON.parse(line))};
+}
+
 // One link of a panel, with a project directory and a helper of its own.
 class Link {
   constructor(machine, programs, folder, number, elements, points) {
@@ -37,22 +53,13 @@ class Link {
     fs.copyFileSync(path.join(programs, 'BACnet_Velix'), path.join(this.folder, 'BACnet_Velix'));
   }
 
-  // Runs hmi-host; its records, as it gives them in JSON, with the time it took in seconds.
+  // Runs hmi-host, which has to show something, and takes the time in seconds.
   async tool(...args) {
     const started = process.hrtime.bigint();
-    const fixed = ['--project', `${this.folder}/`, '--link', this.number, '--format', 'json', '--string-bytes', 128];
-    const log = fs.openSync(path.join(this.folder, 'hmi-host.log'), 'a');
-    const host = this.machine.spawn(path.join(this.programs, 'hmi-host'), [...fixed, ...args].map(String), {
-      stdio: ['ignore', 'pipe', log],
-      env: {...process.env, SHELL: '/bin/sh'},
-    });
-    fs.closeSync(log);
-    let output = '';
-    host.stdout.setEncoding('utf8').on('data', (text) => (output += text));
-    const status = await new Promise((resolve) => host.on('close', resolve));
+    const {status, records} = await runHost(this, '--link', this.number, '--string-bytes', 128, ...args);
     const seconds = Number(process.hrtime.bigint() - started) / 1e9;
-    if (output === '') throw new Error(`hmi-host ended with status ${status} and says: ${this.lastWords()}`);
-    return {status, seconds, records: output.split('\n').filter(Boolean).map((line) => JSON.parse(line))};
+    if (records.length === 0) throw new Error(`hmi-host ended with status ${status} and says: ${this.lastWords()}`);
+    return {status, seconds, records};
   }
 
   // The same by point.
@@ -83,5 +90,6 @@ class Link {
 
 module.exports = {
   Link,
+  runHost,
   valueOf
 };

@@ -6,6 +6,7 @@ const fs = require('fs');
 const path = require('path');
 
 const {equal, holds} = require('./expect');
+const {runHost} = require('./panel');
 const {DEVICE, PROPERTY, key} = require('./points');
 
 const {presentValue, statusFlags, units} = PROPERTY;
@@ -52,19 +53,7 @@ class Commissioning {
 
   file(name) { return path.join(this.folder, name); }
 
-  async host(...args) {
-    const fixed = ['--project', `${this.folder}/`, '--interface', 'eth0', '--format', 'json'];
-    const log = fs.openSync(this.file('hmi-host.log'), 'a');
-    const program = this.machine.spawn(path.join(this.programs, 'hmi-host'), [...fixed, ...args].map(String), {
-      stdio: ['ignore', 'pipe', log],
-      env: {...process.env, SHELL: '/bin/sh'},
-    });
-    fs.closeSync(log);
-    let output = '';
-    program.stdout.setEncoding('utf8').on('data', (text) => (output += text));
-    const status = await new Promise((resolve) => program.on('close', resolve));
-    return {status, records: output.split('\n').filter(Boolean).map((line) => JSON.parse(line))};
-  }
+  host(...args) { return runHost(this, '--interface', 'eth0', ...args); }
 
   // The same where nothing may go wrong.
   async well(...args) {

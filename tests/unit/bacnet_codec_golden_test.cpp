@@ -4,6 +4,7 @@
 #include <map>
 #include <random>
 
+#include "bacnet/codec/describe.h"
 #include "bacnet/number/names.h"
 #include "support/bacnet_meaning.h"
 #include "support/datagram_echo.h"
@@ -14,13 +15,7 @@ namespace {
 using nlohmann::json;
 
 std::string hexOf(std::string_view bytes) {
-  std::string text;
-  for (const char octet : bytes) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    text += kDigits[static_cast<unsigned char>(octet) >> 4];
-    text += kDigits[static_cast<unsigned char>(octet) & 15];
-  }
-  return text;
+  return bacnet::describe(bacnet::OctetString{std::string(bytes)});
 }
 
 // Without the names of what has a number, which do not travel.

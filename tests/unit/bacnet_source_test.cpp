@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "bacnet/codec/bvlc.h"
+#include "bacnet/codec/describe.h"
 #include "bacnet/number/object_types.h"
 #include "bacnet/number/properties.h"
 #include "bacnet/server/server.h"
@@ -37,6 +38,9 @@ namespace property = bacnet::property;
 const io::Address kDeviceAddress{0xC0000202, bacnet::kStandardPort};  // 192.0.2.2
 const io::Address kOwnAddress{0xC0000201, bacnet::kStandardPort};
 
+constexpr ObjectId kAnalog{object::kAnalogOutput, 1};
+constexpr ObjectId kBits{object::kBitstringValue, 1};
+
 plant::Point point(std::int32_t regId, ObjectId id, DataType type, bacnet::PropertyId propId = property::kPresentValue,
                    std::int32_t index = -1) {
   plant::Point made;
@@ -54,24 +58,23 @@ plant::Point point(std::int32_t regId, ObjectId id, DataType type, bacnet::Prope
 class BacnetSource : public testing::Test {
  protected:
   BacnetSource() {
-    for (const ObjectId id :
-         {ObjectId{object::kAnalogOutput, 1}, ObjectId{object::kBinaryValue, 1}, ObjectId{object::kMultiStateValue, 1},
-          ObjectId{object::kBitstringValue, 1}, ObjectId{object::kCharacterstringValue, 1}}) {
+    for (const ObjectId id : {kAnalog, ObjectId{object::kBinaryValue, 1}, ObjectId{object::kMultiStateValue, 1}, kBits,
+                              ObjectId{object::kCharacterstringValue, 1}}) {
       device.add(bacnet::server::makeStandardObject(id, "Object " + std::to_string(id.type)));
     }
-    device.find({object::kAnalogOutput, 1})->set(property::kPresentValue, {20.5F});
-    device.find({object::kBitstringValue, 1})->set(property::kPresentValue, {bacnet::BitString{{true, false, true}}});
+    hold(kAnalog, 20.5F);
+    hold(kBits, bacnet::BitString{{true, false, true}});
 
     link->ip = io::ipText(kDeviceAddress.ip);
     link->deviceId = 4711;
-    link->points = {point(0, {object::kAnalogOutput, 1}, DataType::kReal),
+    link->points = {point(0, kAnalog, DataType::kReal),
                     point(1, {object::kBinaryValue, 1}, DataType::kBool),
                     point(2, {object::kMultiStateValue, 1}, DataType::kUdint),
-                    point(3, {object::kBitstringValue, 1}, DataType::kBool),
-                    point(4, {object::kAnalogOutput, 1}, DataType::kReal, property::kPriorityArray, 3),
-                    point(5, {object::kAnalogOutput, 1}, DataType::kReal, property::kPriorityArray, 8),
+                    point(3, kBits, DataType::kBool),
+                    point(4, kAnalog, DataType::kReal, property::kPriorityArray, 3),
+                    point(5, kAnalog, DataType::kReal, property::kPriorityArray, 8),
                     point(6, {object::kAnalogOutput, 99}, DataType::kReal),
-                    point(7, {object::kAnalogOutput, 1}, DataType::kReal),
+                    point(7, kAnalog, DataType::kReal),
                     point(8, {object::kCharacterstringValue, 1}, DataType::kString)};
     link->points[3].bitNum = 1;
     link->points[7].priorityReset = true;
@@ -110,11 +113,20 @@ class BacnetSource : public testing::Test {
   }
 
   void silence(bool isSilent) {
-    network.setScript([=](const io::CFakeNetwork::Datagram&) {
-      io::CFakeNetwork::Fate fate;
-      if (isSilent) fate.delays.clear();
-      return fate;
-    });
+    using Fate = io::CFakeNetwork::Fate;
+    network.setScript([=](const auto&) { return isSilent ? Fate{{}} : Fate(); });
+  }
+
+  void hold(ObjectId id, bacnet::Value value) { device.find(id)->set(property::kPresentValue, {std::move(value)}); }
+  std::string bits() { return bacnet::describe(device.find(kBits)->values(property::kPresentValue)); }
+
+  // The answer of a BBMD.
+  void answerRegistration(std::uint16_t result, io::CDatagrams& socket) {
+    bacnet::Bvlc answer;
+    answer.function = bacnet::BvlcFunction::kResult;
+    answer.result = result;
+    socket.send(kOwnAddress, bacnet::encodeBvlc(answer));
+    clock.advance(10ms);
   }
 
   io::CFakeClock clock;
@@ -155,9 +167,7 @@ TEST_F(BacnetSource, ReadsWritesAndReleases) {
   EXPECT_EQ(writeNow(3, true), 0);
   EXPECT_EQ(writeNow(8, std::string("Küche")), 0);
   EXPECT_EQ(readNow({1, 2, 3, 8}), "true 2 true Küche ");
-  EXPECT_EQ(device.find({object::kBitstringValue, 1})->values(property::kPresentValue).front(),
-            bacnet::Value(bacnet::BitString({{true, true, true}})))
-      << "the other bits stay";
+  EXPECT_EQ(bits(), "111") << "the other bits stay";
   EXPECT_EQ(writeNow(6, 1.0F), 1031);
 }
 
@@ -170,8 +180,7 @@ TEST_F(BacnetSource, SeveralBitsOfOnePropertyAreWrittenInOneCall) {
   source.write({{&link->points[3], true, 1}, {&link->points[9], false, 1}}, clock.now() + 2500ms,
                [&](const std::vector<Outcome>& given) { outcomes = given; });
   ASSERT_TRUE(clock.runUntil([&] { return !outcomes.empty(); }, 2500ms));
-  EXPECT_EQ(device.find({object::kBitstringValue, 1})->values(property::kPresentValue).front(),
-            bacnet::Value(bacnet::BitString({{false, true, true}})));
+  EXPECT_EQ(bits(), "011");
 }
 
 TEST_F(BacnetSource, SaysAPointsFailureOnceAndItsEnd) {
@@ -210,18 +219,16 @@ TEST_F(BacnetSource, ASubscribedValueIsAnsweredWithoutAsking) {
   network.forget();
   EXPECT_EQ(readNow({0, 1}), "20.5 false ");
   EXPECT_TRUE(network.sent().empty());
-  device.find({object::kAnalogOutput, 1})->set(property::kPresentValue, {25.0F});
+  hold(kAnalog, 25.0F);
   server.valuesChanged();
   clock.advance(100ms);
   EXPECT_EQ(readNow({0}), "25 ");
   EXPECT_EQ(writeNow(0, 26.0F), 0);
   EXPECT_EQ(readNow({0}), "26 ") << "a write is never followed by the value before it";
 
-  auto* const bits = device.find({object::kBitstringValue, 1});
-  bits->set(property::kPresentValue, {bacnet::BitString{{false, false, false}}});  // which nobody is told
+  hold(kBits, bacnet::BitString{{false, false, false}});  // which nobody is told
   EXPECT_EQ(writeNow(3, true), 0);
-  EXPECT_EQ(bits->values(property::kPresentValue).front(), bacnet::Value(bacnet::BitString({{false, true, false}})))
-      << "the other bits are the device's, not those remembered";
+  EXPECT_EQ(bits(), "010") << "the other bits are the device's, not those remembered";
 }
 
 TEST_F(BacnetSource, AReloadedProjectKeepsItsConnectionUnlessTheRoadChanges) {
@@ -268,9 +275,8 @@ TEST_F(BacnetSource, AFaultFlagIsACodeWhereAsked) {
   directory.write("helper.json", R"({"faultCode": true})");
   ASSERT_EQ(connect(), ResultCode::kDone);
   EXPECT_EQ(readNow({0, 4}), "20.5 #22 ");
-  device.find({object::kAnalogOutput, 1})
-      ->set(property::kStatusFlags, {bacnet::BitString{{false, true, false, false}}});
-  device.find({object::kAnalogOutput, 1})->set(property::kReliability, {bacnet::Enumerated{7}});
+  device.find(kAnalog)->set(property::kStatusFlags, {bacnet::BitString{{false, true, false, false}}});
+  device.find(kAnalog)->set(property::kReliability, {bacnet::Enumerated{7}});
   EXPECT_EQ(readNow({0}), "#25 ");
 }
 
@@ -279,8 +285,8 @@ TEST_F(BacnetSource, ADeviceThatAnswersFromAnotherAddressNeedsAnOwnPort) {
   const auto answering = network.open(other);
   deviceSocket->onReceive([&](const io::Address& from, std::string_view) {
     bacnet::CNetwork sender(*answering, clock);
-    const std::string ack = bacnet::encode(bacnet::ReadPropertyAck{
-        {object::kAnalogOutput, 1}, {property::kPresentValue, std::nullopt}, {bacnet::Value(3.5F)}});
+    const std::string ack = bacnet::encode(
+        bacnet::ReadPropertyAck{kAnalog, {property::kPresentValue, std::nullopt}, {bacnet::Value(3.5F)}});
     for (int id = 0; id < 256; ++id) {
       sender.send({from, std::nullopt},
                   bacnet::ComplexAck{static_cast<std::uint8_t>(id), bacnet::ConfirmedService::kReadProperty, {}, ack},
@@ -299,17 +305,11 @@ TEST_F(BacnetSource, ARefusalOfTheBbmdIsSaidOnceAndNobodyElsesIs) {
   ASSERT_EQ(connect(), ResultCode::kDone);
   log.clear();
   const auto stranger = network.open({kDeviceAddress.ip + 1, bacnet::kStandardPort});
-  bacnet::Bvlc answer;
-  answer.function = bacnet::BvlcFunction::kResult;
   constexpr std::uint16_t kTaken = 0;
   constexpr std::uint16_t kRefused = 0x30;
   for (const std::uint16_t result : {kRefused, kRefused, kTaken}) {
-    answer.result = result;
-    deviceSocket->send(kOwnAddress, bacnet::encodeBvlc(answer));
-    clock.advance(10ms);
-    answer.result = result == kTaken ? kRefused : kTaken;
-    stranger->send(kOwnAddress, bacnet::encodeBvlc(answer));
-    clock.advance(10ms);
+    answerRegistration(result, *deviceSocket);
+    answerRegistration(result == kTaken ? kRefused : kTaken, *stranger);
   }
   EXPECT_THAT(log, ElementsAre(HasSubstr("192.0.2.2:47808 refuses: result 0x0030"), HasSubstr("again")));
 }
@@ -321,9 +321,7 @@ TEST_F(BacnetSource, ABbmdThatDoesNotAnswerIsSaidOnce) {
   clock.advance(11s);
   EXPECT_THAT(log, Contains(HasSubstr("the BBMD 192.0.2.2:47808 does not answer")));
   clock.advance(5min);
-  bacnet::Bvlc taken;
-  taken.function = bacnet::BvlcFunction::kResult;
-  deviceSocket->send(kOwnAddress, bacnet::encodeBvlc(taken));
+  answerRegistration(0, *deviceSocket);
   clock.advance(60s);
   log.erase(std::remove_if(log.begin(), log.end(), [](const auto& line) { return line.find("BBMD") == line.npos; }),
             log.end());
@@ -386,10 +384,10 @@ TEST_F(BacnetSource, ReadsAheadWhatIsAskedForInTurn) {
   EXPECT_EQ(scan(), 2U) << "what is older than a second is read anew";
 
   readNow({0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10});
-  device.find({object::kAnalogValue, 20})->set(property::kPresentValue, {77.0F});
+  hold({object::kAnalogValue, 20}, 77.0F);
   EXPECT_EQ(writeNow(50, 1.0F), 0);
   EXPECT_EQ(readNow({20}), "77 ") << "nothing that was read before a write counts";
-  device.find({object::kAnalogValue, 20})->set(property::kPresentValue, {78.0F});
+  hold({object::kAnalogValue, 20}, 78.0F);
   EXPECT_EQ(readNow({20}), "78 ") << "a value is handed out once";
 }
 

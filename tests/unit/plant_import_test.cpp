@@ -12,22 +12,18 @@
 #include "plant/ede_writer.h"
 #include "plant/point_table.h"
 #include "plant/text_encoding.h"
+#include "support/page.h"
 #include "support/temp_dir.h"
 
 namespace {
 
 using plant::Placement;
+using support::replaced;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
 const std::string kHead =
     "# keyname;device obj.-instance;object-name;object-type;object-instance;description;settable\n";
-
-std::string replaced(std::string text, const std::string& what, const std::string& by) {
-  for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size()))
-    text.replace(at, what.size(), by);
-  return text;
-}
 
 std::string utf16(const std::string& latin1, bool isBigEndian) {
   std::string wide;
