@@ -2,10 +2,8 @@
 
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
-#include <utility>
 
 #include "io/timers.h"
 
@@ -14,8 +12,6 @@ namespace io {
 /// Timers in the order in which they are due; what every kind of timers keeps its own in. Knows no clock. One thread.
 class CTimerQueue {
  public:
-  CTimerQueue();
-
   [[nodiscard]] CTimer add(TimePoint time, std::function<void()> callback);
   /// When the first timer is due, nothing without one.
   std::optional<TimePoint> first() const;
@@ -24,11 +20,7 @@ class CTimerQueue {
   void runDue(TimePoint now, const std::function<bool()>& isOver);
 
  private:
-  using Key = std::pair<TimePoint, std::uint64_t>;  // those of one time in the order of their numbers
-  using Waiting = std::map<Key, std::function<void()>>;
-  struct Entry;
-
-  std::shared_ptr<Waiting> waiting_;  // the entries hold on to it weakly
+  std::shared_ptr<WaitingTimers> waiting_ = std::make_shared<WaitingTimers>();
   std::uint64_t next_ = 0;
 };
 

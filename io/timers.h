@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <utility>
 
@@ -8,23 +10,35 @@
 
 namespace io {
 
+/// What is to be done, in the order of time; what is for one time in the order of its numbers.
+using TimerKey = std::pair<TimePoint, std::uint64_t>;
+using WaitingTimers = std::map<TimerKey, std::function<void()>>;
+
 /// One thing to be done at a time. Destroying or replacing it before then cancels it; doing so from within its own
 /// callback is fine. Outliving the timers it came from is fine, too.
 class CTimer {
  public:
-  /// What a kind of timers keeps for one of its own; destroying it cancels.
-  struct Entry {
-    virtual ~Entry() = default;
-  };
-
   CTimer() = default;
-  explicit CTimer(std::unique_ptr<Entry> entry) : entry_(std::move(entry)) {}
+  /// For what keeps timers: the one under `key`, while `waiting` lives.
+  CTimer(std::weak_ptr<WaitingTimers> waiting, const TimerKey& key) : waiting_(std::move(waiting)), key_(key) {}
+  CTimer(CTimer&& other) noexcept = default;
+  CTimer& operator=(CTimer&& other) noexcept {
+    const CTimer before(std::move(*this));
+    waiting_ = std::move(other.waiting_);
+    key_ = other.key_;
+    return *this;
+  }
+  ~CTimer() { cancel(); }
 
-  void cancel() { entry_.reset(); }
-  explicit operator bool() const { return entry_ != nullptr; }  ///< set and not cancelled; stays true once it is done
+  void cancel() {
+    // Taken out before it is destroyed: what the callback owns may hold other timers, or this one.
+    if (const auto waiting = std::exchange(waiting_, {}).lock()) const auto removed = waiting->extract(key_);
+  }
+  explicit operator bool() const { return !waiting_.expired(); }  ///< set and not cancelled; stays true once it is done
 
  private:
-  std::unique_ptr<Entry> entry_;
+  std::weak_ptr<WaitingTimers> waiting_;
+  TimerKey key_;
 };
 
 /// A clock and what is to be done when. Callbacks come on the thread of the loop, in the order of their times, those of

@@ -32,24 +32,6 @@ bool mayBeForAnOldAddress(int failure) {
   return failure == EINVAL || failure == EADDRNOTAVAIL || failure == ENETUNREACH || failure == EHOSTUNREACH;
 }
 
-// Room for a turn's datagrams, as recvmmsg takes it.
-struct Batch {
-  Batch() {
-    for (std::size_t i = 0; i < CUdpDatagrams::kMostPerTurn; ++i) {
-      parts[i] = {content[i].data(), content[i].size()};
-      messages[i].msg_hdr.msg_name = from[i].get();
-      messages[i].msg_hdr.msg_namelen = from[i].size();
-      messages[i].msg_hdr.msg_iov = &parts[i];
-      messages[i].msg_hdr.msg_iovlen = 1;
-    }
-  }
-
-  std::array<std::array<char, CUdpDatagrams::kLongest>, CUdpDatagrams::kMostPerTurn> content;
-  std::array<SocketAddress, CUdpDatagrams::kMostPerTurn> from;
-  std::array<iovec, CUdpDatagrams::kMostPerTurn> parts{};
-  std::array<mmsghdr, CUdpDatagrams::kMostPerTurn> messages{};
-};
-
 bool saysRefused(msghdr& message) {
   for (const cmsghdr* each = CMSG_FIRSTHDR(&message); each != nullptr;
        each = CMSG_NXTHDR(&message, const_cast<cmsghdr*>(each))) {
@@ -138,28 +120,29 @@ bool CUdpDatagrams::trySend(const Address& to, std::string_view bytes) const {
   return false;
 }
 
+// What there is besides errors comes in the next turn: a handler may have destroyed the socket.
 void CUdpDatagrams::onEvents(std::uint32_t events) {
-  const std::weak_ptr<const bool> alive = alive_;
-  if ((events & EPOLLERR) != 0) readErrors();
-  if (!alive.expired() && (events & EPOLLIN) != 0) receive();
+  if ((events & EPOLLERR) != 0) {
+    readErrors();
+  } else {
+    receive();
+  }
 }
 
 void CUdpDatagrams::receive() {
-  Batch batch;
-  const int count = ::recvmmsg(socket_, batch.messages.data(), kMostPerTurn, MSG_DONTWAIT, nullptr);
-  const std::weak_ptr<const bool> alive = alive_;
-  for (int i = 0; i < count && !alive.expired(); ++i) {
-    const auto at = static_cast<std::size_t>(i);
-    const mmsghdr& message = batch.messages[at];
-    if (!receiveHandler_ || (message.msg_hdr.msg_flags & MSG_TRUNC) != 0) continue;
-    const ReceiveHandler handler = receiveHandler_;  // lives on when it destroys or replaces itself
-    handler(batch.from[at].address(), std::string_view(batch.content[at].data(), message.msg_len));
-  }
+  std::array<char, kLongest> bytes;
+  SocketAddress from;
+  const ssize_t length =
+      ::recvfrom(socket_, bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_TRUNC, from.get(), &from.length);
+  const auto handler = receiveHandler_;  // lives on when it destroys or replaces itself
+  if (!*handler || length < 0 || static_cast<std::size_t>(length) > bytes.size()) return;
+  (*handler)(from.address(), std::string_view(bytes.data(), static_cast<std::size_t>(length)));
 }
 
 void CUdpDatagrams::readErrors() {
   const std::weak_ptr<const bool> alive = alive_;
-  for (std::size_t i = 0; i < kMostPerTurn && !alive.expired(); ++i) {
+  constexpr int kMostPerTurn = 16;
+  for (int i = 0; i < kMostPerTurn && !alive.expired(); ++i) {
     SocketAddress to;
     alignas(cmsghdr) std::array<char, 512> control{};
     msghdr message{};

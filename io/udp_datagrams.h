@@ -15,13 +15,12 @@ struct UdpOptions {
   std::optional<Address> peer;  ///< connected: only what comes from here is received, and no broadcast
 };
 
-/// A UDP socket on an event loop. Reads at most 16 datagrams a turn, so that others get theirs; one of more than 2048
-/// bytes is dropped. May send broadcasts. A connected one goes on from the address that this machine gets in place of
-/// the one that it had.
+/// A UDP socket on an event loop. Reads one datagram a turn, so that others get theirs; one of more than 2048 bytes is
+/// dropped. May send broadcasts. A connected one goes on from the address that this machine gets in place of the one
+/// that it had.
 class CUdpDatagrams : public CDatagrams {
  public:
   static constexpr std::size_t kLongest = 2048;
-  static constexpr std::size_t kMostPerTurn = 16;
 
   /// Throws std::system_error with the failing step; its code is EADDRINUSE when the port is taken by a socket that
   /// does not share it. `loop` outlives the socket.
@@ -31,7 +30,9 @@ class CUdpDatagrams : public CDatagrams {
   CUdpDatagrams& operator=(const CUdpDatagrams&) = delete;
 
   void send(const Address& to, std::string_view bytes) override;
-  void onReceive(ReceiveHandler handler) override { receiveHandler_ = std::move(handler); }
+  void onReceive(ReceiveHandler handler) override {
+    receiveHandler_ = std::make_shared<const ReceiveHandler>(std::move(handler));
+  }
   void onRefused(RefusedHandler handler) override { refusedHandler_ = std::move(handler); }
   Address local() const override { return local_; }
 
@@ -50,7 +51,7 @@ class CUdpDatagrams : public CDatagrams {
   int socket_;
   std::optional<Address> peer_;
   Address local_;
-  ReceiveHandler receiveHandler_;
+  std::shared_ptr<const ReceiveHandler> receiveHandler_ = std::make_shared<const ReceiveHandler>();
   RefusedHandler refusedHandler_;
   std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);  // a handler may destroy the socket
 };
