@@ -19,6 +19,9 @@ class CFaultScript {
   /// Counts and dice begin anew, and so does the time that rules tell.
   void load(const std::vector<FaultRule>& rules, std::uint32_t seed);
 
+  /// Whether there are no rules at all: nothing need be known of a datagram then.
+  bool isEmpty() const { return rules_.empty(); }
+
   /// What is to be done with a datagram that comes in, or goes out. Every rule that matches counts it, the first one
   /// that is due decides. Nothing: it goes its way.
   std::optional<Fault> forIncoming(const MessageView& message) { return next(message, true); }

@@ -45,6 +45,7 @@ void CFaultyDatagrams::onReceive(ReceiveHandler handler) {
 }
 
 void CFaultyDatagrams::send(const io::Address& to, std::string_view bytes) {
+  if (script_.isEmpty()) return socket_.send(to, bytes);
   const MessageView message = viewOf(bytes);
   const auto fault = script_.forOutgoing(message);
   if (!fault) return socket_.send(to, bytes);
@@ -77,10 +78,11 @@ void CFaultyDatagrams::sendLater(const io::Address& to, std::string_view bytes, 
 }
 
 void CFaultyDatagrams::receive(const io::Address& from, std::string_view bytes) {
+  if (script_.isEmpty()) return handler_(from, bytes);
   const MessageView message = viewOf(bytes);
   const auto fault = script_.forIncoming(message);
   if (!fault) {
-    if (handler_) handler_(from, bytes);
+    handler_(from, bytes);
   } else if (fault->kind != FaultKind::kSilence) {
     answerInstead(from, message, *fault);
   }
