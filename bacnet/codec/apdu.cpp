@@ -35,27 +35,6 @@ std::uint8_t apduSizeCode(std::size_t octets) {
   return code;
 }
 
-// Octets of a PDU from front to back; gives 0 at the end and remembers it.
-class COctets {
- public:
-  explicit COctets(std::string_view bytes) : rest_(bytes) {}
-  std::uint8_t next() {
-    if (rest_.empty()) {
-      isCut_ = true;
-      return 0;
-    }
-    const std::uint8_t octet = octetAt(rest_, 0);
-    rest_.remove_prefix(1);
-    return octet;
-  }
-  std::string_view rest() const { return rest_; }
-  bool isCut() const { return isCut_; }
-
- private:
-  std::string_view rest_;
-  bool isCut_ = false;
-};
-
 std::optional<Segment> segmentIn(COctets& in, std::uint8_t flags) {
   if ((flags & kIsSegmented) == 0) return std::nullopt;
   Segment segment;

@@ -14,48 +14,43 @@ constexpr std::uint32_t kClosing = 7;
 constexpr std::uint32_t kLengthIn2Octets = 254;
 constexpr std::uint32_t kLengthIn4Octets = 255;
 
-// Takes `count` octets from the front of `rest`; nothing where there are fewer.
-std::optional<std::uint32_t> take(std::string_view& rest, std::size_t count) {
-  if (rest.size() < count) return std::nullopt;
-  const auto number = static_cast<std::uint32_t>(numberOf(rest.substr(0, count)));
-  rest.remove_prefix(count);
+std::uint32_t numberIn(COctets& in, int octets) {
+  std::uint32_t number = 0;
+  for (; octets > 0; --octets) number = number << 8 | in.next();
   return number;
 }
 
-std::optional<std::uint32_t> takeExtendedLength(std::string_view& rest) {
-  const auto length = take(rest, 1);
-  if (length == kLengthIn2Octets) return take(rest, 2);
-  if (length == kLengthIn4Octets) return take(rest, 4);
-  return length;
+std::uint32_t extendedLength(COctets& in) {
+  const std::uint8_t length = in.next();
+  if (length == kLengthIn2Octets) return numberIn(in, 2);
+  return length == kLengthIn4Octets ? numberIn(in, 4) : length;
 }
 
 }  // namespace
 
 std::optional<Tag> parseTag(std::string_view bytes) {
-  std::string_view rest = bytes;
-  const auto first = take(rest, 1);
-  if (!first) return std::nullopt;
-  std::optional<std::uint32_t> number = *first >> 4;
-  if (number == kExtendedNumber) number = take(rest, 1);
-  if (!number || *number == kReservedNumber) return std::nullopt;
-
+  COctets in(bytes);
+  const std::uint8_t first = in.next();
   Tag tag;
-  tag.number = static_cast<std::uint8_t>(*number);
-  const bool isContext = (*first & kContextBit) != 0;
-  std::optional<std::uint32_t> length = *first & 7;
-  if (*length == kOpening || *length == kClosing) {
+  tag.number = first >> 4;
+  if (tag.number == kExtendedNumber) tag.number = in.next();
+  if (tag.number == kReservedNumber) return std::nullopt;
+
+  const bool isContext = (first & kContextBit) != 0;
+  tag.length = first & 7;
+  if (tag.length == kOpening || tag.length == kClosing) {
     if (!isContext) return std::nullopt;
-    tag.kind = *length == kOpening ? Tag::Kind::kOpening : Tag::Kind::kClosing;
-    length = 0;
+    tag.kind = tag.length == kOpening ? Tag::Kind::kOpening : Tag::Kind::kClosing;
+    tag.length = 0;
   } else {
     tag.kind = isContext ? Tag::Kind::kContext : Tag::Kind::kApplication;
     const bool isBoolean = !isContext && tag.number == static_cast<std::uint8_t>(ApplicationType::kBoolean);
-    if (isBoolean && *length > 1) return std::nullopt;
-    if (length == kExtendedLength) length = takeExtendedLength(rest);
-    if (!length || (!isBoolean && *length > rest.size())) return std::nullopt;
+    if (isBoolean && tag.length > 1) return std::nullopt;
+    if (tag.length == kExtendedLength) tag.length = extendedLength(in);
+    if (!isBoolean && tag.length > in.rest().size()) return std::nullopt;
   }
-  tag.length = *length;
-  tag.octets = bytes.size() - rest.size();
+  if (in.isCut()) return std::nullopt;
+  tag.octets = bytes.size() - in.rest().size();
   return tag;
 }
 
