@@ -84,13 +84,14 @@ void CBusServer::onEvents(int socket, std::uint32_t events) {
 void CBusServer::onAnswer(int socket) {
   if (socket == served_) return;
   if (answered_.empty()) answer_ = loop_.at(loop_.now(), [this] { serveAnswered(); });
-  answered_.insert(socket);
+  answered_.push_back(socket);
 }
 
 void CBusServer::serveAnswered() {
-  for (const int socket : std::exchange(answered_, {})) {
-    if (const auto client = clients_.find(socket); client != clients_.end()) serve(client);
+  for (std::size_t i = 0; i < answered_.size(); ++i) {  // serving one may answer another
+    if (const auto client = clients_.find(answered_[i]); client != clients_.end()) serve(client);
   }
+  answered_.clear();
 }
 
 void CBusServer::serve(Clients::iterator client) {

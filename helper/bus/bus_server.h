@@ -4,7 +4,7 @@
 #include <map>
 #include <memory>
 #include <string_view>
-#include <unordered_set>
+#include <vector>
 
 #include "cbl/bus/bus_protocol.h"
 #include "helper/bus/bus_connection.h"
@@ -60,8 +60,8 @@ class CBusServer {
   bool listens_ = false;
   bool isShort_ = false;  // the last client could not be accepted
   io::CTimer retry_;
-  int served_ = -1;                   // the socket whose frames are being handled
-  std::unordered_set<int> answered_;  // sockets whose clients were answered in between
+  int served_ = -1;            // the socket whose frames are being handled
+  std::vector<int> answered_;  // sockets whose clients were answered in between
   io::CTimer answer_;
 };
 
