@@ -235,9 +235,8 @@ bool CPropertyReader::isOutdated(const ObjectId& object, std::uint64_t request) 
 void CPropertyReader::start(std::shared_ptr<CReadCall> call, io::TimePoint deadline) {
   if (call->isOver()) return;
   if (state_.profile.isSilent || queue_.isFull()) return call->fail(state_.failure);
-  call->setDeadline(timers_.at(deadline, [this, late = std::weak_ptr<CReadCall>(call)] {
-    if (const auto expired = late.lock()) expire(expired);
-  }));
+  // The timer is the call's own, and goes with it.
+  call->setDeadline(timers_.at(deadline, [this, late = call.get()] { expire(late->shared_from_this()); }));
   queue_.add(std::move(call));
 }
 

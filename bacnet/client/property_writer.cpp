@@ -154,9 +154,9 @@ void CPropertyWriter::write(std::vector<WriteItem> items, io::TimePoint deadline
   call->finish();
   if (call->isOver()) return;
   if (state_.profile.isSilent || queue_.isFull()) return call->fail(state_.failure);
-  call->setDeadline(timers_.at(deadline, [this, late = std::weak_ptr<CWriteCall>(call)] {
-    if (const auto expired = late.lock()) expired->fail(state_.failure);
-  }));
+  // The timer is the call's own, and goes with it.
+  call->setDeadline(
+      timers_.at(deadline, [this, late = call.get()] { late->shared_from_this()->fail(state_.failure); }));
   queue_.add(call);
 }
 

@@ -190,9 +190,9 @@ bool CTransactions::takeSegmentAck(const Incoming& from, const SegmentAck& ack) 
 /// An answer to a later try may still come when there was one.
 bool CTransactions::finish(Open::iterator open, const Answer& answer) {
   if (open == open_.end()) return false;
-  const Transaction transaction = std::move(open->second);
-  ids_.release(open->first, transaction.wasRepeated ? transaction.advanced + kAnswerMayStray : timers_.now());
-  open_.erase(open);
+  const auto taken = open_.extract(open);
+  const Transaction& transaction = taken.mapped();
+  ids_.release(taken.key(), transaction.wasRepeated ? transaction.advanced + kAnswerMayStray : timers_.now());
   const bool wasWaitedFor = !transaction.isProbe && !transaction.isOverdue;
   if (wasWaitedFor) --underWay_;
   transaction.request.done(answer);

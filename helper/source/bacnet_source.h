@@ -49,6 +49,7 @@ class CBacnetSource : public CPointSource {
   Log newRemarks();
   void subscribe();
   void addExpected(Call& call, std::vector<bacnet::ReadItem>& items);
+  void ask(const std::shared_ptr<Call>& call, std::vector<bacnet::ReadItem> items, io::TimePoint deadline);
   void take(Call& call, std::size_t at, const bacnet::ReadOutcome& outcome);
   void take(Call& call, std::size_t at, const bacnet::Values& values);
   void finish(Call& call);

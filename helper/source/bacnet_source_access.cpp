@@ -72,52 +72,53 @@ struct CBacnetSource::Call {
   std::vector<PointRead> points;
   Done<std::vector<Reading>> done;
   std::vector<Reading> readings;
-  std::vector<std::string> words;  // for the log, of those that failed
+  std::map<std::size_t, std::string> words;  // for the log, of those that failed
   std::vector<Item> items;
   unsigned season = 0;  // of the read-ahead
 };
 
 void CBacnetSource::read(std::vector<PointRead> points, io::TimePoint deadline, Done<std::vector<Reading>> done) {
-  const auto call = std::make_shared<Call>();
-  call->project = project_;
-  call->readings.resize(points.size());
-  call->words.resize(points.size());
-  call->points = std::move(points);
-  call->done = std::move(done);
+  Call call;
+  call.project = project_;
+  call.readings.resize(points.size());
+  call.points = std::move(points);
+  call.done = std::move(done);
   if (!connection_) {  // a project loaded since then could not be connected
-    for (Reading& each : call->readings) each.code = ResultCode::kNotConnected;
-    call->done(std::move(call->readings));
+    for (Reading& each : call.readings) each.code = ResultCode::kNotConnected;
+    call.done(std::move(call.readings));
     return;
   }
 
   CReadAhead& readAhead = project_->readAhead();
   std::vector<bacnet::ReadItem> items;
-  std::vector<std::size_t> numbers;
-  items.reserve(call->points.size());
-  for (std::size_t i = 0; i < call->points.size(); ++i) {
-    const auto& [point, size] = call->points[i];
+  for (std::size_t i = 0; i < call.points.size(); ++i) {
+    const auto& [point, size] = call.points[i];
     const binding::PointPlan& plan = project_->of(*point).plan;
-    call->readings[i].code = plan.refused;
+    call.readings[i].code = plan.refused;
     if (plan.refused != ResultCode::kDone) continue;
-    numbers.push_back(project_->numberOf(*point));
-    if (auto held = readAhead.take(numbers.back(), timers_.now())) {
-      take(*call, i, *held);
+    const std::size_t number = project_->numberOf(*point);
+    readAhead.learn(number);
+    if (const auto held = readAhead.take(number, timers_.now())) {
+      take(call, i, *held);
       continue;
     }
     if (const auto* const told = options_.isFaultRefused ? nullptr : connection_->client.told(plan.read)) {
-      take(*call, i, *told);
+      take(call, i, *told);
       continue;
     }
     items.push_back({plan.read, expectedOctets(*point, size)});
-    call->items.push_back({Call::Item::kAsked, i});
+    call.items.push_back({Call::Item::kAsked, i});
     if (!options_.isFaultRefused || !plan.isPresentValue) continue;
     items.push_back({{plan.read.object, {bacnet::property::kStatusFlags, std::nullopt}}, kStatusOctets});
-    call->items.push_back({Call::Item::kStatus, i});
+    call.items.push_back({Call::Item::kStatus, i});
   }
-  readAhead.learn(numbers);
-  if (items.empty()) return finish(*call);
+  if (items.empty()) return finish(call);
+  addExpected(call, items);
+  ask(std::make_shared<Call>(std::move(call)), std::move(items), deadline);
+}
 
-  addExpected(*call, items);
+void CBacnetSource::ask(const std::shared_ptr<Call>& call, std::vector<bacnet::ReadItem> items,
+                        io::TimePoint deadline) {
   connection_->client.read(std::move(items), deadline, [this, call](std::vector<bacnet::ReadOutcome> outcomes) {
     for (std::size_t i = 0; i < outcomes.size(); ++i) {
       const auto [purpose, at] = call->items[i];
@@ -173,7 +174,9 @@ void CBacnetSource::take(Call& call, std::size_t at, const bacnet::Values& value
 void CBacnetSource::finish(Call& call) {
   for (std::size_t i = 0; i < call.points.size(); ++i) {
     const plant::Point& point = *call.points[i].point;
-    note("read", point, call.project->of(point).readCode, call.readings[i].code, call.words[i]);
+    const auto words = call.words.find(i);
+    note("read", point, call.project->of(point).readCode, call.readings[i].code,
+         words == call.words.end() ? std::string() : words->second);
   }
   call.done(std::move(call.readings));
 }

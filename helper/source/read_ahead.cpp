@@ -5,16 +5,14 @@
 
 namespace helper {
 
-void CReadAhead::learn(const std::vector<std::size_t>& asked) {
+void CReadAhead::learn(std::size_t asked) {
   if (longestAge_ == io::Duration::zero()) return;
-  for (const std::size_t point : asked) {
-    if (last_ && *last_ != point) {
-      Next& next = next_[*last_];
-      next.isConfirmed = next.point == point;
-      next.point = point;
-    }
-    last_ = point;
+  if (last_ && *last_ != asked) {
+    Next& next = next_[*last_];
+    next.isConfirmed = next.point == asked;
+    next.point = asked;
   }
+  last_ = asked;
 }
 
 std::vector<std::size_t> CReadAhead::expected(std::size_t last, std::size_t most, io::TimePoint now) const {

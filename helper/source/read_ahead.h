@@ -17,8 +17,8 @@ class CReadAhead {
   /// `longestAge` is how old a value may be when it is handed out; 0 learns and keeps nothing.
   CReadAhead(std::size_t points, io::Duration longestAge) : next_(points), held_(points), longestAge_(longestAge) {}
 
-  /// These were asked for in one call, after those of the call before.
-  void learn(const std::vector<std::size_t>& asked);
+  /// This one is asked for, after those before.
+  void learn(std::size_t asked);
 
   /// The points that will most likely be asked for after `last`, at most `most`, without those that are held already
   /// and still good. An order counts when it has been seen twice in a row.
