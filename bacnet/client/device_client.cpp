@@ -1,7 +1,6 @@
 #include "bacnet/client/device_client.h"
 
 #include <algorithm>
-#include <set>
 #include <utility>
 
 #include "bacnet/client/device_text.h"
@@ -11,6 +10,7 @@
 #include "bacnet/client/property_writer.h"
 #include "bacnet/client/silence.h"
 #include "bacnet/client/subscriptions.h"
+#include "bacnet/client/whereabouts.h"
 #include "bacnet/number/failures.h"
 #include "bacnet/number/properties.h"
 #include "bacnet/service/property.h"
@@ -21,7 +21,6 @@ namespace {
 
 constexpr std::size_t kReadMultipleBit = 14;  // of protocol-services-supported
 constexpr std::size_t kWriteMultipleBit = 16;
-constexpr std::size_t kMostStrangers = 8;    // told of in the log
 constexpr std::uint8_t kMessageTooLong = 4;  // reason of a Reject-Message-To-Network
 
 bool isRefused(const BitString& services, std::size_t bit) {
@@ -46,9 +45,6 @@ struct CDeviceClient::Impl {
   void find(const Station& station);
   void onIAm(const Incoming& from, const IAm& answer);
   void forgetRefusals();
-  void tellStranger(std::uint32_t id);
-  void considerMove(const Station& elsewhere, const IAm& answer);
-  void endDoubt();
   void applyIAm(const IAm& answer);
   void onUnconfirmed(const Incoming& from, const UnconfirmedRequest& request);
   void onConfirmed(const Incoming& from, const ConfirmedRequest& request);
@@ -65,6 +61,7 @@ struct CDeviceClient::Impl {
   CDeviceQueue queue;
   CPropertyReader reader;
   CPropertyWriter writer;
+  CWhereabouts whereabouts;
   CProfileReader profileReader;
   CSilence silence;
   CDiscovery discovery;
@@ -73,10 +70,6 @@ struct CDeviceClient::Impl {
   bool isAsking = false;  // for the profile
   io::TimePoint lastHeard{};
   io::TimePoint refusalsForgotten = timers.now();
-  std::set<std::uint32_t> strangers;  // the other devices at its address that were told of
-  std::set<Station> twins;            // other places of its number that were told of
-  std::optional<Station> doubtful;    // it says to be there, while it may still be where it was
-  io::CTimer doubt;
   io::CTimer notFound;
 };
 
@@ -88,7 +81,8 @@ CDeviceClient::Impl::Impl(CNetwork& networkUsed, io::CTimers& timersUsed, Device
       queue(transactions),
       reader(timers, queue, state),
       writer(timers, queue, state),
-      profileReader(transactions, state, [this](std::uint32_t id) { tellStranger(id); }),
+      whereabouts(timers, state, [this] { probe(); }),
+      profileReader(transactions, state, [this](std::uint32_t id) { whereabouts.tellStranger(id); }),
       silence(
           timers, [this] { probe(); }, [this] { tellSilence(); }),
       discovery(network, timers, state.settings, [this](const Station& station) { find(station); }),
@@ -145,7 +139,7 @@ void CDeviceClient::Impl::heard(bool hasSaidIAm) {
   lastHeard = timers.now();
   subscriptions.heard(lastHeard);
   if (silence.isOn()) endSilence(hasSaidIAm);
-  endDoubt();
+  whereabouts.endDoubt();
 }
 
 /// What says I-Am after a silence, however short, may have been restarted.
@@ -219,8 +213,7 @@ void CDeviceClient::Impl::find(const Station& station) {
   state.profile.station = station;
   notFound.cancel();
   discovery.stop();
-  doubtful.reset();
-  doubt.cancel();
+  whereabouts.drop();
   profileReader.stop();
   isAsking = false;
   queue.close();
@@ -247,42 +240,22 @@ void CDeviceClient::Impl::onIAm(const Incoming& from, const IAm& answer) {
   const auto& expected = state.settings.deviceId;
   if (expected && *expected != answer.device) {
     if (isHere) subscriptions.onIAm();
-    if (isHere) tellStranger(answer.device);
+    if (isHere) whereabouts.tellStranger(answer.device);
     return;
   }
   if (!isHere && (!expected || !discovery.mayBeAt(from.station))) return;
-  if (!isHere && state.profile.station && !silence.isOn()) return considerMove(from.station, answer);
+  if (!isHere && state.profile.station && !silence.isOn()) {
+    return whereabouts.considerMove(from.station, [this, place = from.station, answer] {
+      applyIAm(answer);
+      find(place);
+      subscriptions.onIAm();
+    });
+  }
   applyIAm(answer);
   find(from.station);
   heard(true);
   openQueue();  // it may take more than it did
   subscriptions.onIAm();
-}
-
-void CDeviceClient::Impl::tellStranger(std::uint32_t id) {
-  if (strangers.size() >= kMostStrangers || !strangers.insert(id).second) return;
-  state.tell("device " + std::to_string(id) + " says that it is at the address of " + deviceText(state));
-}
-
-/// It is somewhere else now, or another one has its number: what is heard from the place where it was decides.
-void CDeviceClient::Impl::considerMove(const Station& elsewhere, const IAm& answer) {
-  if (doubtful || twins.count(elsewhere) > 0) return;
-  doubtful = elsewhere;
-  doubt = timers.after(kTryInterval, [this, answer] {
-    const Station place = *doubtful;
-    applyIAm(answer);
-    find(place);
-    subscriptions.onIAm();
-  });
-  probe();
-}
-
-void CDeviceClient::Impl::endDoubt() {
-  if (!doubtful) return;
-  if (twins.size() < kMostStrangers && twins.insert(*doubtful).second)
-    state.tell("another device of its number is at " + stationText(*doubtful) + ", besides " + deviceText(state));
-  doubtful.reset();
-  doubt.cancel();
 }
 
 void CDeviceClient::Impl::onUnconfirmed(const Incoming& from, const UnconfirmedRequest& request) {
