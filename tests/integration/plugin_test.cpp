@@ -63,28 +63,19 @@ std::size_t slotOf(Operation operation) {
   return (offset & ~std::uintptr_t{1}) / sizeof(void*);
 }
 
+template <typename... Operations>
+std::vector<std::size_t> slotsOf(Operations... operations) {
+  return {slotOf(operations)...};
+}
+
 TEST(Plugin, HasTheHostsOperationsInSlotOrder) {
+  using D = CDriver;
   std::size_t slot = 1;  // the destructors take 0 and 1
-  for (const std::size_t actual : {slotOf(&CDriver::init),
-                                   slotOf(&CDriver::disconnect),
-                                   slotOf(&CDriver::updateConfig),
-                                   slotOf(&CDriver::getStatus),
-                                   slotOf(&CDriver::getConnectState),
-                                   slotOf(&CDriver::connect),
-                                   slotOf(&CDriver::prepareRegister),
-                                   slotOf(&CDriver::supportsMultiAccess),
-                                   slotOf(&CDriver::acceptBatchItem),
-                                   slotOf(&CDriver::readRegister),
-                                   slotOf(&CDriver::readRegisters),
-                                   slotOf(&CDriver::writeRegister),
-                                   slotOf(&CDriver::writeRegisters),
-                                   slotOf(&CDriver::readAligned),
-                                   slotOf(&CDriver::writeAligned),
-                                   slotOf(&CDriver::reserved3),
-                                   slotOf(&CDriver::reserved4),
-                                   slotOf(&CDriver::get_type),
-                                   slotOf(&CDriver::get_ptr),
-                                   slotOf(&CDriver::get_derived_info)}) {
+  for (const std::size_t actual :
+       slotsOf(&D::init, &D::disconnect, &D::updateConfig, &D::getStatus, &D::getConnectState, &D::connect,
+               &D::prepareRegister, &D::supportsMultiAccess, &D::acceptBatchItem, &D::readRegister, &D::readRegisters,
+               &D::writeRegister, &D::writeRegisters, &D::readAligned, &D::writeAligned, &D::reserved3, &D::reserved4,
+               &D::get_type, &D::get_ptr, &D::get_derived_info)) {
     EXPECT_EQ(actual, ++slot);
   }
 }

@@ -7,22 +7,11 @@ const {BROADCAST} = require('./lan');
 const ALL = 0xffffffff;  // "no index", to both of them
 
 // Tags of application data.
-const TAG = {
-  null: 0,
-  boolean: 1,
-  unsigned: 2,
-  signed: 3,
-  real: 4,
-  double: 5,
-  octets: 6,
-  text: 7,
-  bits: 8,
-  enumerated: 9,
-  date: 10,
-  time: 11,
-  object: 12
-};
-const TAG_NAMES = Object.keys(TAG);
+const TAG_NAMES = [
+  'null', 'boolean', 'unsigned', 'signed', 'real', 'double', 'octets', 'text', 'bits', 'enumerated', 'date', 'time',
+  'object'
+];
+const TAG = Object.fromEntries(TAG_NAMES.map((name, number) => [name, number]));
 const CHARACTER_SET = {
   'utf-8': 0,
   'ucs-2': 4,

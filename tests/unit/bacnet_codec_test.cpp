@@ -60,42 +60,23 @@ TEST(BacnetValues, LongerFormsAreRead) {
 }
 
 TEST(BacnetValues, WhatIsNoneOfItsTypeIsRefused) {
-  const std::string cases[] = {
-      "01",  // a Null with content
-      "12",
-      "150100",  // a Boolean that is neither
-      "20",
-      "30",
-      "40",
-      "60ff",  // nothing where there has to be something, and what follows is cut
-      "2509000000000000000000",
-      "3509000000000000000000",  // more than eight octets
-      "95050100000000",          // an Enumerated beyond 32 bits
-      "43000000",
-      "5504ffffffff",  // a Real of three octets, a Double of four
-      "70",
-      "80",
-      "8108",
-      "820800",
-      "8101",  // no character set, no or too many unused bits
-      "a3010203",
-      "b3010203",
-      "c3000001",  // short Date, Time, object
-      "06",
-      "07",  // application tags that open and close
-      "0e",
-      "0f",
-      "0e1f",
-      "0e0f0f",  // opened and not closed, or not so
-      "f9",
-      "f9ff00",
-      "0d",
-      "0dfe00",
-      "0dff000000",  // cut or reserved tag
-      "65ffffffffff00",
-      "0dffffffffff00",  // claims 4 GiB
+  const std::pair<const char*, std::vector<const char*>> cases[] = {
+      {"a Null with content", {"01"}},
+      {"a Boolean that is neither", {"12", "150100"}},
+      {"nothing where there has to be something", {"20", "30", "40", "60ff"}},
+      {"more than eight octets", {"2509000000000000000000", "3509000000000000000000"}},
+      {"an Enumerated beyond 32 bits", {"95050100000000"}},
+      {"a Real of three octets, a Double of four", {"43000000", "5504ffffffff"}},
+      {"no character set, no or too many unused bits", {"70", "80", "8108", "820800", "8101"}},
+      {"a short Date, Time, object", {"a3010203", "b3010203", "c3000001"}},
+      {"an application tag that opens or closes", {"06", "07"}},
+      {"opened and not closed, or not so", {"0e", "0f", "0e1f", "0e0f0f"}},
+      {"a cut or reserved tag", {"f9", "f9ff00", "0d", "0dfe00", "0dff000000"}},
+      {"4 GiB are claimed", {"65ffffffffff00", "0dffffffffff00"}},
   };
-  for (const std::string& hex : cases) EXPECT_FALSE(parseValues(bytesOfHex(hex))) << hex;
+  for (const auto& [what, octets] : cases) {
+    for (const char* hex : octets) EXPECT_FALSE(parseValues(bytesOfHex(hex))) << what << ": " << hex;
+  }
 }
 
 TEST(BacnetValues, NestingAndNumberAreBounded) {

@@ -27,24 +27,12 @@ constexpr std::uint32_t kLoopback = 0x7F000001;
 using Texts = std::vector<std::string>;
 
 TEST(Addresses, OnlyWholePlainOnesAreRead) {
-  const struct {
-    const char* text;
-    std::optional<Address> address;
-  } cases[] = {{"192.0.2.7", Address{0xC0000207, 5}},
-               {"0.0.0.0:1", Address{0, 1}},
-               {"255.255.255.255:65535", Address{0xFFFFFFFF, 65535}},
-               {"1.2.3", {}},
-               {"1.2.3.4.5", {}},
-               {"1.2.3.256", {}},
-               {"01.2.3.4", {}},
-               {"1.2.3.4:0", {}},
-               {"1.2.3.4:65536", {}},
-               {"1.2.3.4:", {}},
-               {"1.2.3.-4", {}},
-               {" 1.2.3.4", {}},
-               {"1.2.3.4 ", {}},
-               {"", {}}};
-  for (const auto& each : cases) EXPECT_EQ(io::parseAddress(each.text, 5), each.address) << each.text;
+  EXPECT_EQ(io::parseAddress("192.0.2.7", 5), (Address{0xC0000207, 5}));
+  EXPECT_EQ(io::parseAddress("0.0.0.0:1", 5), (Address{0, 1}));
+  EXPECT_EQ(io::parseAddress("255.255.255.255:65535", 5), (Address{0xFFFFFFFF, 65535}));
+  for (const char* none : {"1.2.3", "1.2.3.4.5", "1.2.3.256", "01.2.3.4", "1.2.3.4:0", "1.2.3.4:65536",
+                           "1.2.3.4:", "1.2.3.-4", " 1.2.3.4", "1.2.3.4 ", ""})
+    EXPECT_EQ(io::parseAddress(none, 5), std::nullopt) << none;
   EXPECT_EQ(io::parseIp("1.2.3.4:5"), std::nullopt);
   EXPECT_EQ(io::addressText({0xC0000207, 47808}), "192.0.2.7:47808");
 }
