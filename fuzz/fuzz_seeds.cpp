@@ -129,27 +129,18 @@ Seeds segmentSeeds() {
 
 // A point of each type, and a value of each tag that the device has.
 Seeds valueSeeds() {
-  const Seeds answers = {std::string("\0", 1),
-                         "\x11",
-                         "\x21\7",
-                         "\x35\5\x80\xff\xff\xff\xff",
-                         std::string("\x44\x41\xac\0\0", 5),
-                         "\x55\x08\x3f\xb9\x99\x99\x99\x99\x99\x9a",
-                         "\x62\x0f\xf0",
-                         std::string("\x75\5\0K\xc3\xbc"
-                                     "e",
-                                     7),
-                         "\x82\4\xa0",
-                         "\x91\1",
-                         "\xa4\x7e\x0b\x16\xff",
-                         "\xb4\x0c\x1e\xff\xff",
-                         std::string("\xc4\2\0\x12\x67", 5),
-                         "\x21\1\x21\2",
-                         "\x0e\x21\1\x0f",
-                         "\xd1\7"};
+  constexpr const char* kAnswers[] = {"00",         "11",
+                                      "2107",       "350580ffffffff",
+                                      "4441ac0000", "55083fb999999999999a",
+                                      "620ff0",     "7505004bc3bc65",
+                                      "8204a0",     "9101",
+                                      "a47e0b16ff", "b40c1effff",
+                                      "c402001267", "21012102",
+                                      "0e21010f",   "d107"};
   Seeds seeds;
   for (char type = 0; type < 7; ++type) {
-    for (const std::string& answer : answers) {
+    for (const char* hex : kAnswers) {
+      const std::string answer = support::bytesOfHex(hex);
       const auto tag = static_cast<char>(static_cast<unsigned char>(answer.front()) >> 4U);
       seeds.push_back(std::string{'\x55', type, '\x41', '\x0f', tag, '\2', '\x41', '\xac', '\0', '\0'} + answer);
     }
