@@ -44,10 +44,10 @@ void CBusConnection::receive() {
   }
 }
 
-CReplySlot CBusConnection::openSlot(const cbl::BusFrameInfo& request) {
+std::uint64_t CBusConnection::expectReply() {
   queue_.emplace_back();
   ++unanswered_;
-  return CReplySlot(shared_from_this(), firstNumber_ + queue_.size() - 1, request);
+  return firstNumber_ + queue_.size() - 1;
 }
 
 void CBusConnection::take(std::uint64_t number, Delivery delivery) {

@@ -17,7 +17,7 @@ namespace helper {
 
 /// One client of the bus server: frames come in through `receive` and `nextFrame`, their answers go out through `send`
 /// in the order of the frames, whenever each was given. Never blocks. Slots that are still out hold on to it.
-class CBusConnection : public CReplyTarget, public std::enable_shared_from_this<CBusConnection> {
+class CBusConnection : public CReplyTarget {
  public:
   /// Takes the connected, non-blocking `socket` over. `onAnswer` is called for each answer until `close`.
   CBusConnection(int socket, std::function<void()> onAnswer);
@@ -29,8 +29,8 @@ class CBusConnection : public CReplyTarget, public std::enable_shared_from_this<
   void breakOff() { isBroken_ = true; }
   CFrameCutter::Cut nextFrame(std::string_view& frame) { return input_.next(frame); }
 
-  /// The place of the next reply.
-  CReplySlot openSlot(const cbl::BusFrameInfo& request);
+  /// The number of the next reply, which a slot takes it under.
+  std::uint64_t expectReply();
   void take(std::uint64_t number, Delivery delivery) override;
   /// Sends what is due and what the socket takes. Result: false when a step has closed the connection.
   bool send(const io::CTimers& clock);

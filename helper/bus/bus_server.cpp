@@ -95,8 +95,8 @@ void CBusServer::serveAnswered() {
 }
 
 void CBusServer::serve(Clients::iterator client) {
-  CBusConnection& connection = *client->second.connection;
-  if (exchange(connection) && !connection.isOver()) {
+  const auto& connection = client->second.connection;
+  if (exchange(connection) && !connection->isOver()) {
     waitOn(client->second);
   } else {
     remove(client);
@@ -104,13 +104,13 @@ void CBusServer::serve(Clients::iterator client) {
 }
 
 // Sends what is due and hands on the frames that have come in. Result: false when the client is to be closed.
-bool CBusServer::exchange(CBusConnection& connection) {
+bool CBusServer::exchange(const std::shared_ptr<CBusConnection>& connection) {
   for (;;) {
-    if (!connection.send(loop_)) return false;
-    if (!connection.hasRoom()) return true;
+    if (!connection->send(loop_)) return false;
+    if (!connection->hasRoom()) return true;
 
     std::string_view bytes;
-    switch (connection.nextFrame(bytes)) {
+    switch (connection->nextFrame(bytes)) {
       case CFrameCutter::Cut::kMore:
         return true;
       case CFrameCutter::Cut::kRefused:
@@ -122,14 +122,14 @@ bool CBusServer::exchange(CBusConnection& connection) {
   }
 }
 
-bool CBusServer::handle(CBusConnection& connection, std::string_view bytes) try {
+bool CBusServer::handle(const std::shared_ptr<CBusConnection>& connection, std::string_view bytes) try {
   const std::int32_t result = protocol_.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), frame_);
   if (result < 0) {
     log_.write("client closed: its frame cannot be unpacked ({})", result);
     return false;
   }
-  served_ = connection.socket();
-  handler_.onFrame(frame_, connection.openSlot(frame_));
+  served_ = connection->socket();
+  handler_.onFrame(frame_, CReplySlot(connection, connection->expectReply(), frame_));
   served_ = -1;
   if (frame_.body.capacity() > kMostKeptBody) frame_.body = std::string();
   return true;

@@ -44,8 +44,8 @@ class CBusServer {
   void onAnswer(int socket);
   void serveAnswered();
   void serve(Clients::iterator client);
-  bool exchange(CBusConnection& connection);
-  bool handle(CBusConnection& connection, std::string_view bytes);
+  bool exchange(const std::shared_ptr<CBusConnection>& connection);
+  bool handle(const std::shared_ptr<CBusConnection>& connection, std::string_view bytes);
   void waitOn(Client& client);
   void remove(Clients::iterator client);
 

@@ -28,8 +28,8 @@ void CReplySlot::answer(Delivery delivery) {
 }
 
 void CReplySlot::answer(std::string frame) {
-  Delivery delivery(1);
-  delivery.front().bytes = std::move(frame);
+  Delivery delivery;
+  delivery.push_back({std::chrono::milliseconds(0), std::move(frame)});
   answer(std::move(delivery));
 }
 
