@@ -18,10 +18,11 @@ bool CReader::comes(Tag::Kind kind, std::uint8_t number) const {
 }
 
 std::optional<Tag> CReader::readTag() {
-  const auto tag = parseTag(rest_);
-  if (!tag || tagsLeft_ == 0) {
+  auto tag = parseTag(rest_);
+  if (tagsLeft_ == 0) tag.reset();
+  if (!tag) {
     fail();
-    return std::nullopt;
+    return tag;
   }
   --tagsLeft_;
   rest_.remove_prefix(tag->octets);
