@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -24,6 +25,9 @@ struct PointPlan {
 
 /// `defaultPriority` is for plain writes to the present value of a commandable object.
 PointPlan planPoint(const plant::Point& point, std::uint8_t defaultPriority);
+
+/// Bits of a BIT STRING that a number can hold.
+constexpr std::size_t kIntegerBits = 64;
 
 /// The type that a device takes for a property, by object type and property; nothing where only the device knows.
 std::optional<bacnet::ApplicationType> writtenType(bacnet::ObjectType object, bacnet::PropertyId property);

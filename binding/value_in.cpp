@@ -15,8 +15,6 @@ namespace binding {
 
 namespace {
 
-constexpr std::size_t kIntegerBits = 64;
-
 // The answer as a number, in a form that keeps whatever it held.
 using Number = std::variant<std::uint64_t, std::int64_t, double>;
 

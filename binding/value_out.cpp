@@ -18,8 +18,6 @@ namespace {
 
 using bacnet::ApplicationType;
 
-constexpr std::int32_t kIntegerBits = 64;
-
 // A REAL or DOUBLE as a whole number, half away from zero; nothing for NaN and what does not fit.
 template <typename Integer>
 std::optional<Integer> rounded(double number) {
@@ -87,16 +85,17 @@ Written asBits(const plant::Value& value, const plant::Point& point, const bacne
   const auto mask = unsignedOf(value);
   if (!mask) return std::nullopt;
   for (std::size_t i = 0; i < bits.bits.size(); ++i) {
-    bits.bits[i] = i < static_cast<std::size_t>(kIntegerBits) && ((*mask >> i) & 1U) != 0;
+    bits.bits[i] = i < kIntegerBits && ((*mask >> i) & 1U) != 0;
   }
-  const bool isCut = bits.bits.size() < static_cast<std::size_t>(kIntegerBits) && (*mask >> bits.bits.size()) != 0;
+  const bool isCut = bits.bits.size() < kIntegerBits && (*mask >> bits.bits.size()) != 0;
   if (isCut) return std::nullopt;
   return bacnet::Value(bits);
 }
 
 // One bit of an integer that the device has.
 Written asBitOfInteger(bool bit, const plant::Point& point, const bacnet::Values& current) {
-  if (current.size() != 1 || point.bitNum < 0 || point.bitNum >= kIntegerBits) return std::nullopt;
+  if (current.size() != 1 || point.bitNum < 0 || static_cast<std::size_t>(point.bitNum) >= kIntegerBits)
+    return std::nullopt;
   const std::uint64_t mask = std::uint64_t{1} << point.bitNum;
   const auto changed = [&](std::uint64_t pattern) { return bit ? pattern | mask : pattern & ~mask; };
   if (const auto* const held = std::get_if<std::uint64_t>(&current.front())) return bacnet::Value(changed(*held));

@@ -10,18 +10,15 @@
 #include <cerrno>
 #include <csignal>
 #include <limits>
-#include <system_error>
 #include <utility>
+
+#include "io/system_failure.h"
 
 namespace io {
 
 namespace {
 
 constexpr int kMostEvents = 64;
-
-[[noreturn]] void fail(const char* step) {
-  throw std::system_error(errno, std::generic_category(), step);
-}
 
 std::uint64_t tagOf(int descriptor, std::uint32_t number) {
   return static_cast<std::uint64_t>(number) << 32 | static_cast<std::uint32_t>(descriptor);
@@ -30,7 +27,7 @@ std::uint64_t tagOf(int descriptor, std::uint32_t number) {
 }  // namespace
 
 CEventLoop::CEventLoop() : epoll_(::epoll_create1(EPOLL_CLOEXEC)) {
-  if (epoll_ < 0) fail("epoll_create1");
+  if (epoll_ < 0) failWithErrno("epoll_create1");
 }
 
 CEventLoop::~CEventLoop() {
@@ -71,16 +68,16 @@ void CEventLoop::onSignals(std::initializer_list<int> signals, SignalHandler han
   for (const int signal : signals) sigaddset(&set, signal);
   if (const int failure = ::pthread_sigmask(SIG_BLOCK, &set, nullptr); failure != 0) {
     errno = failure;
-    fail("pthread_sigmask");
+    failWithErrno("pthread_sigmask");
   }
   signals_ = ::signalfd(signals_, &set, SFD_CLOEXEC | SFD_NONBLOCK);
-  if (signals_ < 0) fail("signalfd");
+  if (signals_ < 0) failWithErrno("signalfd");
   unwatch(signals_);
   const bool isWatched = watch(signals_, EPOLLIN, [this, handler = std::move(handler)](std::uint32_t) {
     ::signalfd_siginfo signal{};
     if (::read(signals_, &signal, sizeof(signal)) == sizeof(signal)) handler(static_cast<int>(signal.ssi_signo));
   });
-  if (!isWatched) fail("epoll_ctl");
+  if (!isWatched) failWithErrno("epoll_ctl");
 }
 
 int CEventLoop::run() {
@@ -88,7 +85,7 @@ int CEventLoop::run() {
   while (!status_) {
     std::array<epoll_event, kMostEvents> events;
     const int count = ::epoll_wait(epoll_, events.data(), kMostEvents, timeout());
-    if (count < 0 && errno != EINTR) fail("epoll_wait");
+    if (count < 0 && errno != EINTR) failWithErrno("epoll_wait");
     turn_ = Clock::now();
     for (int i = 0; i < count && !status_; ++i) {
       const epoll_event& event = events[static_cast<std::size_t>(i)];

@@ -8,19 +8,15 @@
 
 #include <array>
 #include <cerrno>
-#include <system_error>
 #include <utility>
 
 #include "io/network_interfaces.h"
 #include "io/socket_address.h"
+#include "io/system_failure.h"
 
 namespace io {
 
 namespace {
-
-[[noreturn]] void fail(const char* step) {
-  throw std::system_error(errno, std::generic_category(), step);
-}
 
 // Whether an earlier datagram's fate is what a call has reported; it is then of no meaning for the call itself.
 bool isOldNews(int failure) {
@@ -59,7 +55,7 @@ CUdpDatagrams::~CUdpDatagrams() {
 }
 
 void CUdpDatagrams::open(const UdpOptions& options) {
-  if (socket_ < 0) fail("socket");
+  if (socket_ < 0) failWithErrno("socket");
   set(SOL_SOCKET, SO_BROADCAST, "SO_BROADCAST");
   set(IPPROTO_IP, IP_RECVERR, "IP_RECVERR");  // a closed port is told together with its address
   if (options.isShared) {
@@ -67,10 +63,10 @@ void CUdpDatagrams::open(const UdpOptions& options) {
     set(SOL_SOCKET, SO_REUSEPORT, "SO_REUSEPORT");
   }
   const SocketAddress local(options.local);
-  if (::bind(socket_, local.get(), local.size()) != 0) fail("bind");
-  if (peer_ && !connectTo(*peer_)) fail("connect");
-  if (!readLocal()) fail("getsockname");
-  if (!loop_.watch(socket_, EPOLLIN, [this](std::uint32_t events) { onEvents(events); })) fail("epoll_ctl");
+  if (::bind(socket_, local.get(), local.size()) != 0) failWithErrno("bind");
+  if (peer_ && !connectTo(*peer_)) failWithErrno("connect");
+  if (!readLocal()) failWithErrno("getsockname");
+  if (!loop_.watch(socket_, EPOLLIN, [this](std::uint32_t events) { onEvents(events); })) failWithErrno("epoll_ctl");
 }
 
 bool CUdpDatagrams::connectTo(const Address& peer) const {
@@ -97,7 +93,7 @@ bool CUdpDatagrams::followOwnAddress() {
 
 void CUdpDatagrams::set(int level, int option, const char* step) const {
   const int on = 1;
-  if (::setsockopt(socket_, level, option, &on, sizeof(on)) != 0) fail(step);
+  if (::setsockopt(socket_, level, option, &on, sizeof(on)) != 0) failWithErrno(step);
 }
 
 void CUdpDatagrams::send(const Address& to, std::string_view bytes) {

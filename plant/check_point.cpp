@@ -1,24 +1,23 @@
 #include <limits>
 
+#include "plant/bacnet_numbers.h"
 #include "plant/check_rules.h"
 
 namespace plant {
 
 namespace {
 
-constexpr std::int32_t kPresentValue = 85;
-constexpr std::int32_t kPriorityArray = 87;
 constexpr std::int32_t kSlots = 16;
 constexpr std::int32_t kReservedSlot = 6;
 
 const Names kElements = {"Name", "RegId", "ObjectType", "Instance", "PropID", "DataType", "BitNum", "PriorityReset"};
 
-const IntegerRule kRegId = {"RegId", std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max(),
-                            "write the number of the host's register"};
-const IntegerRule kObjectType = {"ObjectType", 0, 1023, "write 0 to 1023"};
-const IntegerRule kInstance = {"Instance", 0, 4194302, "write 0 to 4194302"};
-const IntegerRule kPropId = {"PropID", 0, 4194303, "write 0 to 4194303; the present value is 85"};
-const IntegerRule kBitNum = {"BitNum", 0, 255, "write 0 for the first bit"};
+const IntegerRule kRegIdRule = {"RegId", std::numeric_limits<std::int32_t>::min(),
+                                std::numeric_limits<std::int32_t>::max(), "write the number of the host's register"};
+const IntegerRule kObjectTypeRule = {"ObjectType", 0, kLastObjectType, "write 0 to 1023"};
+const IntegerRule kInstanceRule = {"Instance", 0, kLastInstance, "write 0 to 4194302"};
+const IntegerRule kPropIdRule = {"PropID", 0, 4194303, "write 0 to 4194303; the present value is 85"};
+const IntegerRule kBitNumRule = {"BitNum", 0, 255, "write 0 for the first bit"};
 
 void checkName(const pugi::xml_node& symbol, const Point& point, CProblems& problems) {
   const pugi::xml_node element = symbol.child("Name");
@@ -82,7 +81,7 @@ void CPointCheck::add(const pugi::xml_node& symbol, std::int32_t link, CProblems
   checkStrayText(symbol, problems);
   checkName(symbol, point, problems);
   checkPresence(symbol, problems);
-  for (const IntegerRule& rule : {kRegId, kObjectType, kInstance, kPropId, kBitNum})
+  for (const IntegerRule& rule : {kRegIdRule, kObjectTypeRule, kInstanceRule, kPropIdRule, kBitNumRule})
     checkInteger(symbol, rule, problems);
   checkBoolean(symbol, "PriorityReset", problems);
   checkDataType(symbol, point, problems);

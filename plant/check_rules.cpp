@@ -11,12 +11,12 @@ namespace plant {
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n";
+constexpr std::string_view kXmlBlanks = " \t\r\n";
 
 std::string_view trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(kBlanks);
+  const std::size_t first = text.find_first_not_of(kXmlBlanks);
   if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+  return text.substr(first, text.find_last_not_of(kXmlBlanks) - first + 1);
 }
 
 // Names are confused in their capitals, and with '_' and '-' in them.

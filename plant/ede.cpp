@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <tuple>
 
+#include "plant/bacnet_numbers.h"
 #include "plant/csv.h"
 #include "plant/text_encoding.h"
 
@@ -15,9 +16,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::int32_t kLastObjectType = 1023;
-constexpr std::int32_t kLastInstance = 4194302;
 constexpr std::size_t kNowhere = std::string::npos;
+
+namespace column {
 
 enum Column : std::size_t {
   kKeyname,
@@ -35,37 +36,39 @@ enum Column : std::size_t {
   kLowLimit,
   kStateTexts,
   kUnit,
-  kColumnCount
+  kCount
 };
+
+}  // namespace column
 
 struct ColumnName {
   const char* key;  // as columnKey makes it
-  Column column;
+  column::Column column;
 };
 
-constexpr std::array<ColumnName, 18> kColumnNames = {{{"keyname", kKeyname},
-                                                      {"deviceobjinstance", kDevice},
-                                                      {"deviceobjectinstance", kDevice},
-                                                      {"objectname", kObjectName},
-                                                      {"objecttype", kObjectType},
-                                                      {"objectinstance", kInstance},
-                                                      {"description", kDescription},
-                                                      {"presentvaluedefault", kPresentValue},
-                                                      {"minpresentvalue", kMinimum},
-                                                      {"maxpresentvalue", kMaximum},
-                                                      {"settable", kSettable},
-                                                      {"commandable", kSettable},
-                                                      {"settablecommandable", kSettable},
-                                                      {"supportscov", kCov},
-                                                      {"hilimit", kHighLimit},
-                                                      {"lowlimit", kLowLimit},
-                                                      {"statetextreference", kStateTexts},
-                                                      {"unitcode", kUnit}}};
+constexpr std::array<ColumnName, 18> kColumnNames = {{{"keyname", column::kKeyname},
+                                                      {"deviceobjinstance", column::kDevice},
+                                                      {"deviceobjectinstance", column::kDevice},
+                                                      {"objectname", column::kObjectName},
+                                                      {"objecttype", column::kObjectType},
+                                                      {"objectinstance", column::kInstance},
+                                                      {"description", column::kDescription},
+                                                      {"presentvaluedefault", column::kPresentValue},
+                                                      {"minpresentvalue", column::kMinimum},
+                                                      {"maxpresentvalue", column::kMaximum},
+                                                      {"settable", column::kSettable},
+                                                      {"commandable", column::kSettable},
+                                                      {"settablecommandable", column::kSettable},
+                                                      {"supportscov", column::kCov},
+                                                      {"hilimit", column::kHighLimit},
+                                                      {"lowlimit", column::kLowLimit},
+                                                      {"statetextreference", column::kStateTexts},
+                                                      {"unitcode", column::kUnit}}};
 
-using Positions = std::array<std::size_t, kColumnCount>;
+using ColumnPositions = std::array<std::size_t, column::kCount>;
 
-Positions usualPositions() {
-  Positions positions;
+ColumnPositions usualPositions() {
+  ColumnPositions positions;
   for (std::size_t i = 0; i < positions.size(); ++i) positions[i] = i;
   return positions;
 }
@@ -74,8 +77,8 @@ std::string field(const CsvRow& row, std::size_t position) {
   return position < row.fields.size() ? std::string(withoutBlanks(row.fields[position])) : std::string();
 }
 
-std::optional<Positions> columnsNamedIn(const CsvRow& row) {
-  Positions positions;
+std::optional<ColumnPositions> columnsNamedIn(const CsvRow& row) {
+  ColumnPositions positions;
   positions.fill(kNowhere);
   for (std::size_t i = 0; i < row.fields.size(); ++i) {
     const std::string key = columnKey(row.fields[i]);
@@ -83,7 +86,7 @@ std::optional<Positions> columnsNamedIn(const CsvRow& row) {
         std::find_if(kColumnNames.begin(), kColumnNames.end(), [&](const ColumnName& each) { return each.key == key; });
     if (known != kColumnNames.end() && positions[known->column] == kNowhere) positions[known->column] = i;
   }
-  if (positions[kObjectType] == kNowhere || positions[kInstance] == kNowhere) return std::nullopt;
+  if (positions[column::kObjectType] == kNowhere || positions[column::kInstance] == kNowhere) return std::nullopt;
   return positions;
 }
 
@@ -140,11 +143,11 @@ class CEdeReader {
   EdeList take() { return std::move(list_); }
 
  private:
-  std::string text(const CsvRow& row, Column column) const { return field(row, positions_[column]); }
+  std::string text(const CsvRow& row, column::Column column) const { return field(row, positions_[column]); }
 
   // The object type's number, also where it stands there in words.
   std::string typeIn(const CsvRow& row) const {
-    std::string type = text(row, kObjectType);
+    std::string type = text(row, column::kObjectType);
     const auto isNamed = [&](const auto& each) {
       return !type.empty() && !each.second.empty() && columnKey(each.second.front()) == columnKey(type);
     };
@@ -155,8 +158,8 @@ class CEdeReader {
 
   std::string reasonAgainst(const CsvRow& row) const {
     std::string reason = objection("object-type", typeIn(row), kLastObjectType);
-    if (reason.empty()) reason = objection("object-instance", text(row, kInstance), kLastInstance);
-    const std::string device = text(row, kDevice);
+    if (reason.empty()) reason = objection("object-instance", text(row, column::kInstance), kLastInstance);
+    const std::string device = text(row, column::kDevice);
     if (reason.empty() && !device.empty()) reason = objection("device obj.-instance", device, kLastInstance);
     return reason;
   }
@@ -164,21 +167,21 @@ class CEdeReader {
   void addObject(const CsvRow& row) {
     EdeObject object;
     object.line = row.line;
-    object.keyname = text(row, kKeyname);
-    object.objectName = text(row, kObjectName);
-    object.description = text(row, kDescription);
+    object.keyname = text(row, column::kKeyname);
+    object.objectName = text(row, column::kObjectName);
+    object.description = text(row, column::kDescription);
     const std::string reason = reasonAgainst(row);
     if (!reason.empty()) {
       leaveOut(object, reason);
       return;
     }
-    object.device = numberIn(text(row, kDevice));
+    object.device = numberIn(text(row, column::kDevice));
     if (object.device == 0) object.device.reset();  // DeviceId 0 tells no device
     object.objectType = *numberIn(typeIn(row));
-    object.instance = *numberIn(text(row, kInstance));
-    object.isCommandable = isYes(text(row, kSettable));
-    object.stateTexts = numberIn(text(row, kStateTexts));
-    object.unit = numberIn(text(row, kUnit));
+    object.instance = *numberIn(text(row, column::kInstance));
+    object.isCommandable = isYes(text(row, column::kSettable));
+    object.stateTexts = numberIn(text(row, column::kStateTexts));
+    object.unit = numberIn(text(row, column::kUnit));
     const auto [first, isNew] =
         lines_.emplace(std::make_tuple(object.device, object.objectType, object.instance), row.line);
     if (isNew)
@@ -192,7 +195,7 @@ class CEdeReader {
   }
 
   const EdeTexts& types_;
-  Positions positions_ = usualPositions();
+  ColumnPositions positions_ = usualPositions();
   EdeList list_;
   std::map<std::tuple<std::optional<std::int32_t>, std::int32_t, std::int32_t>, std::size_t> lines_;
 };

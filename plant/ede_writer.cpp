@@ -3,6 +3,7 @@
 #include <set>
 #include <tuple>
 
+#include "plant/bacnet_numbers.h"
 #include "plant/csv.h"
 #include "plant/object_points.h"
 
@@ -12,9 +13,6 @@ namespace {
 
 constexpr char kSeparator = ';';
 constexpr const char* kByteOrderMark = "\xEF\xBB\xBF";
-constexpr std::int32_t kPresentValue = 85;
-constexpr std::int32_t kPriorityArray = 87;
-constexpr std::int32_t kLastInstance = 4194302;
 constexpr std::size_t kMandatory = 5;
 
 const std::vector<std::string>& columnNames() {

@@ -5,11 +5,12 @@
 #include <algorithm>
 #include <array>
 
+#include "plant/bacnet_numbers.h"
+
 namespace plant {
 
 namespace {
 
-constexpr std::int32_t kPresentValue = 85;
 constexpr std::int32_t kStatusFlags = 111;
 constexpr std::int32_t kFaultBit = 1;
 constexpr std::int32_t kOutOfServiceBit = 3;

@@ -104,20 +104,20 @@ std::string lineOf(const TableRow& row) {
 }
 
 // The position of each column in a table, by its key.
-using Positions = std::map<std::string, std::size_t>;
+using CellPositions = std::map<std::string, std::size_t>;
 
-Positions positionsIn(const CsvRow& header) {
-  Positions positions;
+CellPositions positionsIn(const CsvRow& header) {
+  CellPositions positions;
   for (std::size_t i = 0; i < header.fields.size(); ++i) positions.emplace(columnKey(header.fields[i]), i);
   return positions;
 }
 
-std::string cell(const CsvRow& row, const Positions& positions, const char* name) {
+std::string cell(const CsvRow& row, const CellPositions& positions, const char* name) {
   const auto position = positions.find(columnKey(name));
   return position == positions.end() || position->second >= row.fields.size() ? "" : row.fields[position->second];
 }
 
-TableRow rowOf(const CsvRow& source, const Positions& positions) {
+TableRow rowOf(const CsvRow& source, const CellPositions& positions) {
   TableRow row;
   row.line = source.line;
   const std::string record = columnKey(cell(source, positions, "record"));
@@ -170,7 +170,7 @@ bool isTable(std::string_view bytes) {
 std::vector<TableRow> readTable(std::string_view bytes, std::vector<LeftOut>& leftOut) {
   const std::string text = decoded(bytes);
   std::vector<TableRow> rows;
-  Positions positions;
+  CellPositions positions;
   for (const CsvRow& row : readCsv(text, separatorOf(text))) {
     if (row.isBlank()) continue;
     if (positions.empty()) {

@@ -5,14 +5,12 @@
 
 #include "bacnet/client/answers.h"
 #include "bacnet/client/call.h"
+#include "bacnet/codec/apdu.h"
 #include "bacnet/service/property.h"
 
 namespace bacnet {
 
 namespace {
-
-constexpr std::size_t kRequestHeader = 4;  // octets of the PDU before the service's own
-constexpr std::size_t kAnswerHeader = 3;
 
 // The octets of a request and of its answer, as items are added.
 class CBatchSize {
@@ -27,8 +25,8 @@ class CBatchSize {
 
  private:
   std::size_t room_;
-  std::size_t requested_ = kRequestHeader;
-  std::size_t answered_ = kAnswerHeader;
+  std::size_t requested_ = kConfirmedRequestHeader;
+  std::size_t answered_ = kComplexAckHeader;
 };
 
 }  // namespace

@@ -5,14 +5,14 @@
 
 #include "bacnet/client/answers.h"
 #include "bacnet/client/call.h"
+#include "bacnet/codec/apdu.h"
 #include "bacnet/service/property.h"
 
 namespace bacnet {
 
 namespace {
 
-constexpr std::size_t kRequestHeader = 4;  // octets of the PDU before the service's own
-constexpr std::size_t kMultipleMore = 2;   // octets that an item has more in a batch than by itself
+constexpr std::size_t kMultipleMore = 2;  // octets that an item has more in a batch than by itself
 
 std::string encodeSingle(const WriteItem& item) {
   return encode(WritePropertyRequest{item.address.object, item.address.reference, item.values, item.priority});
@@ -46,7 +46,7 @@ class CPropertyWriter::CWriteCall : public CCall<WriteItem, WriteOutcome>,
 Batch CPropertyWriter::CWriteCall::nextBatch() {
   const std::size_t room = writer_.state_.largestApdu();
   const std::size_t most = std::min(most_, writer_.limit_.most());
-  std::size_t octets = kRequestHeader;
+  std::size_t octets = kConfirmedRequestHeader;
   Batch batch;
   while (!waiting_.empty() && batch.size() < most) {
     const std::size_t i = waiting_.back();

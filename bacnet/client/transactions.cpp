@@ -10,7 +10,6 @@ namespace bacnet {
 
 namespace {
 
-constexpr std::size_t kRequestHeader = 4;       // octets before the data of a request in one piece
 constexpr std::uint8_t kAnyNumberSegments = 7;  // code for more than 64
 
 template <typename... Ts>
@@ -23,7 +22,7 @@ Overload(Ts...) -> Overload<Ts...>;
 }  // namespace
 
 void CTransactions::start(const Peer& peer, Request request, Tries tries) {
-  const bool fits = kRequestHeader + request.data.size() <= peer.maxApdu;
+  const bool fits = kConfirmedRequestHeader + request.data.size() <= peer.maxApdu;
   const auto id = fits || peer.takesSegments ? ids_.take(timers_.now()) : std::nullopt;
   if (!id) return request.done(Answer{fits ? Answer::Kind::kOverdue : Answer::Kind::kTooLong, 0, {}});
 

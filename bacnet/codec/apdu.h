@@ -11,6 +11,10 @@
 
 namespace bacnet {
 
+/// Octets that a PDU in one piece has before the service's data.
+constexpr std::size_t kConfirmedRequestHeader = 4;
+constexpr std::size_t kComplexAckHeader = 3;
+
 /// The part of a segmented message that says which piece it is.
 struct Segment {
   std::uint8_t sequence = 0;

@@ -2,17 +2,16 @@
 #include <chrono>
 #include <limits>
 
+#include "bacnet/codec/apdu.h"
 #include "bacnet/number/failures.h"
+#include "bacnet/server/patience.h"
 #include "bacnet/server/transactions.h"
 
 namespace bacnet::server {
 
 namespace {
 
-constexpr std::size_t kAckHeader = 3;  // of an acknowledgement in one piece
-constexpr std::size_t kMostAtOnce = 64;
-constexpr int kTries = 4;
-constexpr std::chrono::seconds kSegmentTimeOut(2);
+constexpr std::size_t kMostAnswers = 64;
 
 std::size_t mostSegments(const ConfirmedRequest& request) {
   const bool isBounded = request.maxSegmentsCode >= 1 && request.maxSegmentsCode <= 6;
@@ -30,19 +29,19 @@ CAnswers::CAnswers(CNetwork& network, io::CTimers& timers, const Abilities& abil
 
 void CAnswers::send(const Station& to, const ConfirmedRequest& request, std::string data) {
   const std::size_t longest = std::min(request.maxApdu, abilities_.maxApdu);
-  if (kAckHeader + data.size() <= longest) {
+  if (kComplexAckHeader + data.size() <= longest) {
     network_.send(to, ComplexAck{request.invokeId, request.service, std::nullopt, data}, false);
     return;
   }
   const auto abort = [&](std::uint8_t reason) { network_.send(to, AbortPdu{request.invokeId, true, reason}, false); };
   if (!sendsSegments(abilities_) || !request.takesSegmentedAnswer)
     return abort(abort_reason::kSegmentationNotSupported);
-  if (underWay_.size() == kMostAtOnce) return abort(abort_reason::kOutOfResources);
+  if (underWay_.size() == kMostAnswers) return abort(abort_reason::kOutOfResources);
   CSegmenter segmenter(std::move(data), longest - kSegmentedAckHeader);
   if (segmenter.count() > mostSegments(request)) return abort(abort_reason::kBufferOverflow);
 
   const TransactionKey key{to, request.invokeId};
-  underWay_.insert_or_assign(key, UnderWay{request.service, std::move(segmenter), kTries, {}});
+  underWay_.insert_or_assign(key, UnderWay{request.service, std::move(segmenter), kApduRetries + 1, {}});
   trySending(key);
 }
 
@@ -57,7 +56,7 @@ void CAnswers::onSegmentAck(const Station& from, const SegmentAck& ack) {
       drop(key);
       break;
     case CSegmenter::Step::kSendWindow:
-      found->second.triesLeft = kTries;
+      found->second.triesLeft = kApduRetries + 1;
       trySending(key);
       break;
   }
@@ -67,7 +66,7 @@ void CAnswers::trySending(const TransactionKey& key) {
   UnderWay& underWay = underWay_.at(key);
   if (underWay.triesLeft-- == 0) return drop(key);
   sendWindow(key);
-  underWay.again = timers_.after(kSegmentTimeOut, [this, key] { trySending(key); });
+  underWay.again = timers_.after(kApduSegmentTimeout, [this, key] { trySending(key); });
 }
 
 void CAnswers::sendWindow(const TransactionKey& key) {

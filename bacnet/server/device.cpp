@@ -8,6 +8,7 @@
 #include "bacnet/number/object_types.h"
 #include "bacnet/number/properties.h"
 #include "bacnet/number/services.h"
+#include "bacnet/server/patience.h"
 
 namespace bacnet::server {
 
@@ -17,9 +18,10 @@ constexpr std::size_t kServiceBits = 41;     // of protocol revision 14
 constexpr std::size_t kObjectTypeBits = 55;  // likewise
 constexpr std::uint64_t kProtocolVersion = 1;
 constexpr std::uint64_t kProtocolRevision = 14;
-constexpr std::uint64_t kApduTimeout = 3000;         // ms
-constexpr std::uint64_t kApduSegmentTimeout = 2000;  // ms
-constexpr std::uint64_t kApduRetries = 3;
+
+std::uint64_t milliseconds(std::chrono::milliseconds duration) {
+  return static_cast<std::uint64_t>(duration.count());
+}
 
 using Compute = std::function<Values(const CObject&)>;
 
@@ -132,9 +134,9 @@ void addProtocol(CObject& object, const CDevice& device) {
   addComputed(
       object, property::kMaxSegmentsAccepted, Datatype::kUnsigned,
       [&](const CObject&) { return Values{std::uint64_t{abilities.maxSegments}}; }, Shape::kSingle, false);
-  add(object, property::kApduTimeout, Datatype::kUnsigned, kApduTimeout);
-  add(object, property::kApduSegmentTimeout, Datatype::kUnsigned, kApduSegmentTimeout, false);
-  add(object, property::kNumberOfApduRetries, Datatype::kUnsigned, kApduRetries);
+  add(object, property::kApduTimeout, Datatype::kUnsigned, milliseconds(kApduTimeout));
+  add(object, property::kApduSegmentTimeout, Datatype::kUnsigned, milliseconds(kApduSegmentTimeout), false);
+  add(object, property::kNumberOfApduRetries, Datatype::kUnsigned, std::uint64_t{kApduRetries});
   addComputed(
       object, property::kDeviceAddressBinding, Datatype::kAny, [](const CObject&) { return Values{}; }, Shape::kList);
 }

@@ -1,14 +1,13 @@
 #include "bacnet/server/notifier.h"
 
-#include <chrono>
 #include <utility>
+
+#include "bacnet/server/patience.h"
 
 namespace bacnet::server {
 
 namespace {
 
-constexpr int kTries = 4;
-constexpr std::chrono::seconds kApduTimeout(3);
 constexpr std::size_t kInvokeIds = 256;
 
 }  // namespace
@@ -23,7 +22,7 @@ void CNotifier::send(const Station& to, bool confirmed, const CovNotification& n
   if (underWay_.size() == kInvokeIds) finish(nextInvokeId_);  // the oldest is given up: its peer does not answer
   while (underWay_.count(nextInvokeId_) != 0) ++nextInvokeId_;
   const std::uint8_t invokeId = nextInvokeId_++;
-  underWay_[invokeId] = {to, encode(notification), std::move(done), kTries, {}};
+  underWay_[invokeId] = {to, encode(notification), std::move(done), kApduRetries + 1, {}};
   trySending(invokeId);
 }
 

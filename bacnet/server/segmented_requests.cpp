@@ -7,7 +7,7 @@ namespace bacnet::server {
 
 namespace {
 
-constexpr std::size_t kMostAtOnce = 32;
+constexpr std::size_t kMostRequests = 32;
 constexpr std::chrono::seconds kTimeOut(8);  // four times the segment time-out, as the receiver's rule is
 constexpr std::uint8_t kLargestWindow = 127;
 
@@ -55,7 +55,7 @@ CSegmentedRequests::UnderWay* CSegmentedRequests::begin(const TransactionKey& ke
     abort(key, abort_reason::kInvalidApduInThisState);
   } else if (request.segment->window == 0 || request.segment->window > kLargestWindow) {
     abort(key, abort_reason::kWindowSizeOutOfRange);
-  } else if (underWay_.size() == kMostAtOnce) {
+  } else if (underWay_.size() == kMostRequests) {
     abort(key, abort_reason::kOutOfResources);
   } else {
     return &underWay_[key];

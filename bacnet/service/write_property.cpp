@@ -3,7 +3,7 @@
 namespace bacnet {
 namespace {
 
-WriteAccess readAccess(CReader& in) {
+WriteAccess writeAccess(CReader& in) {
   WriteAccess access;
   access.object = in.contextObject(0);
   in.open(1);
@@ -47,7 +47,7 @@ std::optional<WritePropertyRequest> parseWriteProperty(std::string_view data) {
 std::optional<WritePropertyMultipleRequest> parseWritePropertyMultiple(std::string_view data) {
   CReader in(data);
   WritePropertyMultipleRequest request;
-  do request.push_back(readAccess(in));
+  do request.push_back(writeAccess(in));
   while (!in.atEnd());
   if (!in.finished()) return std::nullopt;
   return request;

@@ -17,7 +17,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::int32_t kHandshakeTimeoutMs = 3000;
 constexpr std::size_t kChunkSize = 16384;
 constexpr std::string_view kStopWord = "@exit_auto_recv";  // only wakes the thread; nobody reads what it says
 

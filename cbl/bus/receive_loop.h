@@ -11,6 +11,9 @@
 
 namespace cbl {
 
+/// How long a start or stop of the receive thread waits for the thread to say so, in ms.
+inline constexpr std::int32_t kHandshakeTimeoutMs = 3000;
+
 /// Receives a chunk of bytes on the receive thread; the bytes are valid during the call. Must not throw.
 using ReceiveCallback = std::function<std::int32_t(const char* bytes, std::int32_t length)>;
 

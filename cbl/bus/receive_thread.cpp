@@ -5,12 +5,6 @@
 
 namespace cbl {
 
-namespace {
-
-constexpr std::int32_t kHandshakeTimeoutMs = 3000;
-
-}  // namespace
-
 CReceiveThread::~CReceiveThread() {
   join();
 }

@@ -18,7 +18,6 @@ constexpr std::int32_t kDefaultConnectTimeoutMs = 6000;
 constexpr std::int32_t kInitialIoTimeoutMs = 3000;
 constexpr std::int32_t kDefaultIoTimeoutMs = 6000;  // not the initial one: an asymmetry that hosts have come to know
 constexpr std::int32_t kLargestPort = 65535;
-constexpr std::int32_t kHandshakeTimeoutMs = 3000;
 constexpr int kSendWaitAttempts = 4;
 
 }  // namespace

@@ -65,13 +65,13 @@ void put(json& into, const PropertyReference& reference) {
 json errorJson(const Error& error) {
   return {{"class", error.errorClass}, {"code", error.errorCode}};
 }
-json written(const PropertyWrite& write) {
+json writeJson(const PropertyWrite& write) {
   json result{{"values", list(write.values)}};
   put(result, write.reference);
   if (write.priority) result["priority"] = *write.priority;
   return result;
 }
-json result(const ReadResult& read) {
+json resultJson(const ReadResult& read) {
   json out;
   if (const auto* values = std::get_if<Values>(&read.result)) {
     out["values"] = list(*values);
@@ -93,7 +93,7 @@ json say(const ReadPropertyAck& ack) {
   return out;
 }
 json say(const WritePropertyRequest& request) {
-  json out = written({request.reference, request.values, request.priority});
+  json out = writeJson({request.reference, request.values, request.priority});
   out["object"] = object(request.object);
   return out;
 }
@@ -115,10 +115,10 @@ json say(const ReadPropertyMultipleRequest& request) {
   });
 }
 json say(const ReadPropertyMultipleAck& ack) {
-  return sayEach(ack, &ReadAccessResult::results, result);
+  return sayEach(ack, &ReadAccessResult::results, resultJson);
 }
 json say(const WritePropertyMultipleRequest& request) {
-  return sayEach(request, &WriteAccess::writes, written);
+  return sayEach(request, &WriteAccess::writes, writeJson);
 }
 json say(const SubscribeCov& request) {
   json out{{"process", request.process}, {"object", object(request.object)}};
@@ -132,7 +132,7 @@ json say(const CovNotification& notification) {
            {"object", object(notification.object)},
            {"seconds", notification.timeRemaining},
            {"list", json::array()}};
-  for (const CovValue& value : notification.values) out["list"].push_back(written(value));
+  for (const CovValue& value : notification.values) out["list"].push_back(writeJson(value));
   return out;
 }
 json say(const WhoIs& request) {

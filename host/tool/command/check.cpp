@@ -28,7 +28,7 @@ bool isError(const plant::Problem& problem) {
   return problem.severity == plant::Severity::kError;
 }
 
-std::vector<Column> columns(Format format) {
+std::vector<Column> problemColumns(Format format) {
   std::vector<Column> all = {{"line", "Line", true},
                              {"severity", "Severity"},
                              {"link", "Link", true},
@@ -60,7 +60,7 @@ ExitStatus check(const Options& options, COutput& output, const CheckOptions& ow
     throw CFailure(ExitStatus::kProject, error, "name the project's directory with --project, or mend the file");
   if (own.live.isLive) return checkLive(options, output, file, problems, own.isStrict, own.live);
 
-  CRecordWriter writer(output, options.format, columns(options.format));
+  CRecordWriter writer(output, options.format, problemColumns(options.format));
   for (const plant::Problem& problem : problems) add(writer, options.format, problem);
   if (!problems.empty() || options.format != Format::kTable) writer.flush();
 

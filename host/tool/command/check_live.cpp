@@ -43,7 +43,7 @@ std::string counted(std::size_t number, const char* what) {
   return fmt::format("{} {}{}", number, what, number == 1 ? "" : "s");
 }
 
-std::vector<Column> columns(Format format, bool isCompared) {
+std::vector<Column> liveColumns(Format format, bool isCompared) {
   std::vector<Column> all = {{"line", "Line", true},
                              {"severity", "Severity"},
                              {"link", "Link", true},
@@ -65,7 +65,7 @@ Tone toneOf(const Record& finding) {
 
 // A table gives the remedy a line of its own below the problem.
 void show(const LiveReport& report, Format format, COutput& output) {
-  CRecordWriter writer(output, format, columns(format, !report.since.empty()));
+  CRecordWriter writer(output, format, liveColumns(format, !report.since.empty()));
   for (const Record& finding : report.findings) {
     writer.add(finding, toneOf(finding));
     const bool isToBeMended = !finding["remedy"].get<std::string>().empty() && finding.value("change", "") != "mended";

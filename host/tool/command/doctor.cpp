@@ -40,14 +40,14 @@ void add(CRecordWriter& writer, Format format, const std::string& step, const Fi
   if (format == Format::kTable && !finding.remedy.empty()) writer.add({{"detail", "-> " + finding.remedy}}, tone);
 }
 
-std::vector<Column> columns(Format format) {
+std::vector<Column> findingColumns(Format format) {
   std::vector<Column> all = {{"step", "Step"}, {"status", "Status"}, {"detail", "Detail"}};
   if (format != Format::kTable) all.push_back({"remedy", "Remedy"});
   return all;
 }
 
 ExitStatus examineAll(const Options& options, COutput& output) {
-  CRecordWriter writer(output, options.format, columns(options.format));
+  CRecordWriter writer(output, options.format, findingColumns(options.format));
   for (const std::string& step : stepNames()) writer.fit({{"step", step}, {"status", wordOf(Verdict::kSkipped)}});
   ExitStatus status = ExitStatus::kWell;
   std::string firstFailure;

@@ -27,7 +27,7 @@ struct ObjectsOptions {
   std::vector<std::string> types;
 };
 
-std::vector<Column> columns() {
+std::vector<Column> objectColumns() {
   return {{"typeName", "Type"},   {"instance", "Instance", true},
           {"name", "Name"},       {"value", "Value", true},
           {"valueText", "State"}, {"units", "Units"},
@@ -51,7 +51,7 @@ void save(const Listing& listing, const std::string& file) {
 }
 
 void showAll(const Listing& listing, Format format, COutput& output) {
-  auto all = columns();
+  auto all = objectColumns();
   if (format != Format::kTable) {
     all.insert(all.begin(), {"type", "type", true});
     all.push_back({"states", "states"});

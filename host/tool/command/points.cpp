@@ -47,7 +47,7 @@ Record recordOf(const plant::Point& point) {
   return record;
 }
 
-std::vector<Column> columns() {
+std::vector<Column> pointColumns() {
   return {{"regId", "RegId", true},
           {"name", "Name"},
           {"object", "Object", true},
@@ -66,7 +66,7 @@ std::vector<Column> columnsWithTexts(Format format) {
                                      {"commandable", "Commandable"},
                                      {"deviceName", "DeviceName"},
                                      {"description", "Description"}};
-  std::vector<Column> all = columns();
+  std::vector<Column> all = pointColumns();
   if (format == Format::kTable)
     all = {{"regId", "RegId", true},
            {"name", "Name"},
@@ -115,7 +115,7 @@ ExitStatus showPoints(const Options& options, COutput& output, const PointsOptio
   const std::vector<plant::Point> points = pointsFor(options, own.pattern);
   const auto facts = own.isInWords ? askForTexts(options, points) : std::vector<PointFacts>();
   if (isInterrupted()) return ExitStatus::kInterrupted;
-  CRecordWriter writer(output, options.format, own.isInWords ? columnsWithTexts(options.format) : columns());
+  CRecordWriter writer(output, options.format, own.isInWords ? columnsWithTexts(options.format) : pointColumns());
   for (std::size_t i = 0; i < points.size(); ++i) {
     Record record = recordOf(points[i]);
     if (own.isInWords) addTexts(record, points[i], facts[i], options.format);

@@ -27,7 +27,7 @@ Finding skipped(const std::string& detail) {
   return {Verdict::kSkipped, detail, "", ExitStatus::kWell};
 }
 
-bacnet::PropertyAddress addressOf(const plant::Point& point) {
+bacnet::PropertyAddress propertyAddressOf(const plant::Point& point) {
   const auto index =
       point.arrayIndex < 0 ? std::nullopt : std::optional(static_cast<bacnet::ArrayIndex>(point.arrayIndex));
   return {{static_cast<bacnet::ObjectType>(point.objectType), static_cast<std::uint32_t>(point.instance)},
@@ -35,7 +35,7 @@ bacnet::PropertyAddress addressOf(const plant::Point& point) {
 }
 
 std::string textOf(const plant::Point& point) {
-  const auto address = addressOf(point);
+  const auto address = propertyAddressOf(point);
   const auto name = bacnet::kPropertyNames.name(address.reference.property);
   return fmt::format("{} ({} {})", point.fullName(), bacnet::objectText(address.object),
                      name.empty() ? std::to_string(address.reference.property) : std::string(name));
@@ -126,12 +126,11 @@ Finding CDeviceExamination::apdu() {
 }
 
 std::vector<bacnet::ReadItem> CDeviceExamination::itemsOf(std::size_t most) const {
-  constexpr std::size_t kOctetsOfText = 40;
   std::vector<bacnet::ReadItem> items;
   for (const plant::Point& point : link_.points) {
     if (items.size() == most) break;
     const bool isText = point.type == plant::DataType::kString;
-    items.push_back({addressOf(point), isText ? kOctetsOfText : static_cast<std::size_t>(point.size) + 1});
+    items.push_back({propertyAddressOf(point), isText ? kOctetsOfText : static_cast<std::size_t>(point.size) + 1});
   }
   return items;
 }
@@ -178,7 +177,7 @@ Finding CDeviceExamination::subscribe() {
 
   const bool isConfirmed = settings_->changes == binding::LinkSettings::Changes::kConfirmed;
   const std::string which = textOf(*point);
-  CTrialSubscription trial(*station_, *place_, addressOf(*point).object, isConfirmed);
+  CTrialSubscription trial(*station_, *place_, propertyAddressOf(*point).object, isConfirmed);
   if (const auto failure = trial.subscribe()) {
     if (isSilent(*failure)) return fallenSilent(which);
     return warning(fmt::format("{}: {}", which, bacnet::failureText(*failure)),

@@ -26,8 +26,6 @@ namespace {
 namespace property = bacnet::property;
 using plant::Severity;
 
-constexpr std::size_t kOctetsOfText = 40;
-
 bacnet::ObjectId deviceObject(std::uint32_t instance) {
   return {bacnet::object_type::kDevice, instance};
 }

@@ -28,8 +28,6 @@ using binding::ResultCode;
 namespace property = bacnet::property;
 namespace object_type = bacnet::object_type;
 
-constexpr std::size_t kOctetsOfText = 40;
-
 const PropertyReference kIdentifier{property::kObjectIdentifier, {}};
 const PropertyReference kFlags{property::kStatusFlags, {}};
 const PropertyReference kIncrement{property::kCovIncrement, {}};
@@ -136,7 +134,7 @@ void wantForPoint(const plant::Point& point, const Expectations& expectations, C
   const PointPlan plan = binding::planPoint(point, kOperatorPriority);
   if (plan.refused != ResultCode::kDone) return;
   const bool isText = point.type == plant::DataType::kString;
-  answers.want(plan.read.object, plan.read.reference, isText ? kOctetsOfText : 5);
+  answers.want(plan.read.object, plan.read.reference, isText ? kOctetsOfText : kOctetsOfNumber);
   wantForWriting(plan, answers);
   if (!plan.isPresentValue) return;
   answers.want(plan.read.object, kFlags, 3);

@@ -15,7 +15,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr io::Duration kPatience = 3s;           // for the first answer
+constexpr io::Duration kDevicePatience = 3s;     // for the first answer
 constexpr io::Duration kPatienceAnItem = 500ms;  // for a device behind a slow bus
 
 binding::LinkSettings settingsOf(const plant::Link& link) {
@@ -38,7 +38,7 @@ CDevice::~CDevice() {
 // What `call` hands to its callback; `count` failures when it does not come.
 template <typename Outcome, typename Failed, typename Call>
 std::vector<Outcome> waitedFor(CStation& station, std::size_t count, const Failed& failed, const Call& call) {
-  const io::Duration limit = kPatience + kPatienceAnItem * count;
+  const io::Duration limit = kDevicePatience + kPatienceAnItem * count;
   const auto result = std::make_shared<std::optional<std::vector<Outcome>>>();
   call(station.timers().now() + limit, [result, &station](std::vector<Outcome> outcomes) {
     *result = std::move(outcomes);

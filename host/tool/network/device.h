@@ -10,6 +10,10 @@
 
 namespace tool {
 
+/// Octets that a value takes in an answer, about, where no more is known of it.
+constexpr std::size_t kOctetsOfNumber = 5;
+constexpr std::size_t kOctetsOfText = 40;
+
 /// One device, asked and waited for. What could not be asked because the station was stopped counts as unanswered.
 class CDevice {
  public:

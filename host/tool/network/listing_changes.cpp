@@ -47,7 +47,7 @@ void addDifference(const Record& object, const char* field, const Record& was, c
   changes.back()["is"] = is;
 }
 
-std::string objectOf(const Record& object) {
+std::string objectText(const Record& object) {
   const Record type = fieldOf(object, "typeName");
   return fmt::format("{} {}", type.is_string() ? type.get<std::string>() : object["type"].dump(),
                      object["instance"].dump());
@@ -86,7 +86,7 @@ std::vector<Record> changesBetween(const Listing& before, const Listing& now) {
     const auto moved = names.find(name);
     if (moved == names.end()) continue;
     const Record& object = *fresh[moved->second];
-    addDifference(object, "object", objectOf(*then[key]), objectOf(object), changes);
+    addDifference(object, "object", objectText(*then[key]), objectText(object), changes);
     then.erase(key);
     fresh.erase(moved->second);
   }

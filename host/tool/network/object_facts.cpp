@@ -3,6 +3,7 @@
 #include "bacnet/codec/describe.h"
 #include "bacnet/number/present_values.h"
 #include "bacnet/number/properties.h"
+#include "host/tool/network/device.h"
 #include "plant/object_points.h"
 
 namespace tool {
@@ -12,9 +13,6 @@ namespace {
 using bacnet::ObjectKind;
 using bacnet::PropertyId;
 namespace property = bacnet::property;
-
-constexpr std::size_t kOctetsOfText = 40;
-constexpr std::size_t kOctetsOfNumber = 5;
 
 ObjectKind kindOf(bacnet::ObjectType type) {
   const bacnet::PresentValueMeaning* meaning = bacnet::presentValueOf(type);

@@ -26,7 +26,6 @@ namespace object_type = bacnet::object_type;
 constexpr std::size_t kElementsAtATime = 50;
 constexpr std::size_t kObjectsAtATime = 10;  // between two looks at Ctrl-C
 constexpr std::size_t kOctetsOfId = 5;
-constexpr std::size_t kOctetsOfNumber = 5;
 constexpr std::size_t kOctetsOfList = 1400;
 
 // What is worth asking of such an object: none of it is in all devices.

@@ -20,7 +20,7 @@ using namespace std::chrono_literals;
 
 constexpr int kTries = 3;
 constexpr std::size_t kAtOnce = 8;  // devices asked at a time: they may share one router
-constexpr io::Duration kPatience = 10s;
+constexpr io::Duration kSearchPatience = 10s;
 
 using Found = std::map<std::pair<std::uint32_t, bacnet::Station>, bacnet::IAm>;
 
@@ -71,7 +71,7 @@ class CDetailReader {
       return bacnet::ReadItem{{self, {property, {}}}, kExpectedText};
     };
     client_.read({item(bacnet::property::kObjectName), item(bacnet::property::kModelName)},
-                 station.timers().now() + kPatience,
+                 station.timers().now() + kSearchPatience,
                  [this](const std::vector<bacnet::ReadOutcome>& outcomes) { take(outcomes); });
   }
   ~CDetailReader() { station_.detach(client_); }
@@ -133,7 +133,7 @@ std::vector<DeviceDetails> readDetails(CStation& station, const std::vector<Foun
     const auto firstDone = [&] {
       return std::find_if(readers.begin(), readers.end(), [](const auto& each) { return each->isDone(); });
     };
-    station.waitFor([&] { return firstDone() != readers.end(); }, kPatience);
+    station.waitFor([&] { return firstDone() != readers.end(); }, kSearchPatience);
     for (auto each = firstDone(); each != readers.end(); each = firstDone()) {
       readers.erase(each);
       ++done;

@@ -15,8 +15,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::uint32_t kSecondsToLive = 60;  // should its end not be heard
-constexpr io::Duration kPatience = 3s;
+constexpr std::uint32_t kLifetime = 60;  // should its end not be heard
+constexpr io::Duration kSubscriptionPatience = 3s;
 
 }  // namespace
 
@@ -26,7 +26,7 @@ CTrialSubscription::CTrialSubscription(CStation& station, const bacnet::Station&
   subscription_.process = static_cast<std::uint32_t>(getpid());  // none of the link's own, whoever tells them apart
   subscription_.object = object;
   subscription_.confirmed = isConfirmed;
-  subscription_.lifetime = kSecondsToLive;
+  subscription_.lifetime = kLifetime;
   station_.onApdu([this](const bacnet::Incoming& from, const bacnet::Apdu& apdu) { take(from, apdu); });
 }
 
@@ -44,7 +44,7 @@ std::optional<bacnet::Failure> CTrialSubscription::subscribe() {
 }
 
 std::optional<bacnet::Values> CTrialSubscription::awaitNotification() {
-  station_.waitFor([this] { return told_.has_value(); }, kPatience);
+  station_.waitFor([this] { return told_.has_value(); }, kSubscriptionPatience);
   return told_;
 }
 
@@ -65,7 +65,7 @@ std::optional<bacnet::Failure> CTrialSubscription::ask(const bacnet::SubscribeCo
                                   *outcome = isDone ? Outcome() : bacnet::failureOf(kService, answer);
                                   station_.wake();
                                 }});
-  station_.waitFor([&] { return outcome->has_value(); }, kPatience);
+  station_.waitFor([&] { return outcome->has_value(); }, kSubscriptionPatience);
   return outcome->value_or(bacnet::Failure{});
 }
 

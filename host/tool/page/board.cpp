@@ -55,7 +55,7 @@ std::string textOfValue(const PointFacts& facts, const Result& result) {
   return words.empty() ? valueText(result) : words;
 }
 
-std::string failureOf(const Result& result) {
+std::string failureTextOf(const Result& result) {
   if (result.isGood) return "";
   if (!result.access.code) return "the helper answered with text that is no number that fits";
   if (*result.access.code == kDone)
@@ -98,7 +98,7 @@ bool CBoard::takeOne(Entry& entry, const PointFacts& facts, const Result& result
   const bool isRepeated = code == state.code && quality == state.quality;
   if (isRepeated && (quality == Quality::kOld || result.access.words == entry.words)) return false;
 
-  std::string words = failureOf(result);
+  std::string words = failureTextOf(result);
   if (quality != Quality::kGood && words != state.words) {
     entry.errors.push_front({time, code, words});
     if (entry.errors.size() > kMostErrors) entry.errors.pop_back();

@@ -16,7 +16,7 @@ namespace tool {
 
 namespace {
 
-constexpr std::chrono::seconds kPatience{3};
+constexpr std::chrono::seconds kDiscoveryPatience{3};
 
 // Links whose parameters make no connection are the doctor's to tell of.
 std::vector<StationOptions> placesOf(const std::vector<plant::Link>& links, const std::string& networkInterface) {
@@ -37,7 +37,7 @@ void searchAt(const StationOptions& place, Record& devices) {
     throw CFailure(ExitStatus::kUsage, "there is no network interface to ask on but the loopback",
                    "start hmi-host serve with --interface");
   Search search;
-  search.patience = kPatience;
+  search.patience = kDiscoveryPatience;
   for (const DeviceDetails& each : readDetails(station, searchDevices(station, search)))
     devices.push_back(recordOf(each));
 }

@@ -21,8 +21,8 @@ using std::chrono::steady_clock;
 
 namespace {
 
-constexpr std::chrono::seconds kPatience{10};  // of a write, for its turn
-constexpr std::chrono::seconds kPause{2};      // before a link that is lost is tried again
+constexpr std::chrono::seconds kWritePatience{10};  // of a write, for its turn
+constexpr std::chrono::seconds kPause{2};           // before a link that is lost is tried again
 constexpr std::size_t kMostJobs = 8;
 
 std::string wordsOfWrite(const Access& access) {
@@ -158,7 +158,7 @@ WriteAnswer CPoller::write(std::size_t place, const std::string& text) {
   if (isStopping_ || jobs_.size() >= kMostJobs) throw CFailure(isBusy);
   jobs_.push_back(job);
   wanted_.notify_all();
-  wanted_.wait_for(lock, kPatience, [&] { return job->isTaken || isStopping_; });
+  wanted_.wait_for(lock, kWritePatience, [&] { return job->isTaken || isStopping_; });
   if (!job->isTaken) {
     jobs_.erase(std::remove(jobs_.begin(), jobs_.end(), job), jobs_.end());
     throw CFailure(isBusy);
