@@ -10,7 +10,7 @@ target_compile_options(build_settings INTERFACE
 
 set(SANITIZE "" CACHE STRING "sanitizers to build with, as -fsanitize takes them")
 if(SANITIZE)
-  target_compile_options(build_settings INTERFACE -fsanitize=${SANITIZE} -fno-omit-frame-pointer -g)
+  target_compile_options(build_settings INTERFACE -fsanitize=${SANITIZE} -fno-omit-frame-pointer -g1)
   target_link_options(build_settings INTERFACE -fsanitize=${SANITIZE})
 else()
   # What Debian builds its own packages with; fortified functions need optimization.

@@ -1,6 +1,17 @@
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
+set(test_definitions
+  SOURCE_DIR="${PROJECT_SOURCE_DIR}" BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}" EMULATOR="${CMAKE_CROSSCOMPILING_EMULATOR}")
+
+# What every test includes is parsed once; it belongs to a program of no tests, as it has to be compiled like them.
+file(TOUCH ${PROJECT_BINARY_DIR}/test_headers.cpp)
+add_executable(test_headers ${PROJECT_BINARY_DIR}/test_headers.cpp)
+target_link_libraries(test_headers PRIVATE build_settings GTest::gmock GTest::gtest_main)
+target_compile_definitions(test_headers PRIVATE ${test_definitions})
+target_compile_options(test_headers PRIVATE -fpch-preprocess)  # for ccache
+target_precompile_headers(test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h> <filesystem> <fstream> <thread>)
+
 # One test program of a folder; every test in it has a time limit of its own, in seconds. SHELL is what the driver starts
 # its helper with. Tests with the label "long" run in scripts/check only.
 function(add_test_program name)
@@ -12,9 +23,9 @@ function(add_test_program name)
   add_executable(${name} ${arg_SOURCES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${name} PRIVATE build_settings GTest::gmock GTest::gtest_main ${arg_LIBRARIES})
-  target_compile_definitions(${name} PRIVATE
-    SOURCE_DIR="${PROJECT_SOURCE_DIR}" BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}"
-    EMULATOR="${CMAKE_CROSSCOMPILING_EMULATOR}")
+  target_compile_definitions(${name} PRIVATE ${test_definitions})
+  target_compile_options(${name} PRIVATE -fpch-preprocess)
+  target_precompile_headers(${name} REUSE_FROM test_headers)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES
     TIMEOUT ${arg_TIMEOUT} ENVIRONMENT SHELL=/bin/sh ${labels})
 endfunction()

@@ -22,6 +22,7 @@ page_packages=(chromium chromium-driver python3-selenium fonts-dejavu-core iprou
 
 if command -v ccache >/dev/null; then
   export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
+  export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS-pch_defines,time_macros} # or it leaves out what has a precompiled header
 fi
 
 fail() {
