@@ -116,13 +116,14 @@ bool CUdpDatagrams::trySend(const Address& to, std::string_view bytes) const {
   return false;
 }
 
-// What there is besides errors comes in the next turn: a handler may have destroyed the socket.
+// Errors that cannot be read, as under an emulator, must not keep datagrams from being read.
 void CUdpDatagrams::onEvents(std::uint32_t events) {
   if ((events & EPOLLERR) != 0) {
+    const std::weak_ptr<const bool> alive = alive_;
     readErrors();
-  } else {
-    receive();
+    if (alive.expired()) return;
   }
+  if ((events & EPOLLIN) != 0) receive();
 }
 
 void CUdpDatagrams::receive() {
