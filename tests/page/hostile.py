@@ -126,6 +126,7 @@ def wants_the_token(make):
         plant = make(SIMULATOR)
         server = plant.serve(*options, listen=f"{OUTSIDE}:0")
         assert server.token, server.greeting
+        until("a value", lambda: server.point("SupplyAir.TempSetpoint")["value"] is not None)  # the link may be written to
         wrong = {
             "no token": (request(server, "GET /api/points", {"Authorization": None}), [401]),
             "another token": (request(server, "GET /api/points", {"Authorization": "Bearer x"}), [401]),
