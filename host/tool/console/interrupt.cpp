@@ -19,17 +19,18 @@ namespace tool {
 
 namespace {
 
-std::atomic<int> notes{0};                             // that live
-static_assert(std::atomic<int>::is_always_lock_free);  // a signal handler looks at it
-volatile std::sig_atomic_t wasNoted = 0;
+// A signal handler looks at these, and wasNoted is asked for in other threads besides.
+std::atomic<int> notes{0};  // that live
+std::atomic<bool> wasNoted{false};
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
 int wakeUp = -1;  // becomes readable with the first interrupt
 
 extern "C" void onInterrupt(int /*signal*/) {
-  if (notes == 0 || wasNoted != 0) {
+  if (notes == 0 || wasNoted) {
     restoreTerminal();
     _exit(static_cast<int>(ExitStatus::kInterrupted));
   }
-  wasNoted = 1;
+  wasNoted = true;
   const int before = errno;
   const std::uint64_t one = 1;
   [[maybe_unused]] const ssize_t written = write(wakeUp, &one, sizeof(one));  // fails only when it is readable already
@@ -70,7 +71,7 @@ CInterruptNote::Event CInterruptNote::waitUntil(std::chrono::steady_clock::time_
 }
 
 bool isInterrupted() {
-  return wasNoted != 0;
+  return wasNoted;
 }
 
 int interruptDescriptor() {
