@@ -247,15 +247,15 @@ TEST_F(Commissioning, AReportIsComparedWithAnEarlierOne) {
 }
 
 TEST_F(Commissioning, CtrlCShowsWhatWasFoundByThen) {
-  const auto run = tool_.shell("timeout --preserve-status -s INT 1 " + Tool::program() +
+  const auto run = tool_.shell("timeout --foreground --preserve-status -s INT 1 " + Tool::program() +
                                " discover --interface lo --timeout 50 --port " + port_);
   EXPECT_EQ(run.status, 130);
   for (const char* each : {"\n  3001  ", "\n  3002  ", "not asked"}) EXPECT_NE(run.out.find(each), std::string::npos);
 
   const std::string dir = tool_.project.dir.path().string();
   second_.signal(SIGSTOP);
-  const auto check =
-      tool_.shell("timeout --preserve-status -s INT 2 $TOOL --interface lo check --live --report " + dir + "/r.md");
+  const auto check = tool_.shell(
+      "timeout --foreground --preserve-status -s INT 2 $TOOL --interface lo check --live --report " + dir + "/r.md");
   EXPECT_EQ(check.status, 130);
   EXPECT_NE(check.out.find("SupplyFan.Hours"), std::string::npos) << check.out;
   EXPECT_NE(check.err.find("no report is written"), std::string::npos) << check.err;

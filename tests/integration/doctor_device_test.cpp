@@ -190,7 +190,7 @@ TEST_F(DoctorAtDevice, EndsAtOnceWithCtrlC) {
   ASSERT_NE(device.readyLine(), "") << device.err();
   ASSERT_EQ(tool_.shell("$TOOL --link $LINK --interface lo read 1").status, 7);  // starts the helper
   const auto begin = std::chrono::steady_clock::now();
-  const auto run = this->run("timeout --preserve-status -s INT 1 ");
+  const auto run = this->run("timeout --foreground --preserve-status -s INT 1 ");
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3));
   EXPECT_EQ(run.status, 130);
   EXPECT_NE(lineOf("route", run.out), "") << run.out;
