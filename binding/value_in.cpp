@@ -10,6 +10,7 @@
 
 #include "bacnet/codec/describe.h"
 #include "bacnet/codec/text.h"
+#include "binding/point_plan.h"
 
 namespace binding {
 

@@ -11,6 +11,7 @@
 
 #include "bacnet/codec/text.h"
 #include "bacnet/codec/value_text.h"
+#include "binding/point_plan.h"
 
 namespace binding {
 
