@@ -37,7 +37,10 @@ bool CHelperLog::open(const std::string& path, std::string& error) {
 bool CHelperLog::reopen() {
   struct stat status {};
   if (::stat(path_.c_str(), &status) == 0 && static_cast<std::size_t>(status.st_size) >= kLargest) {
-    if (std::rename(path_.c_str(), (path_ + ".old").c_str()) != 0) return false;
+    // Removed first: a file renamed over another one is written out at once, and a busy disk keeps the link waiting.
+    const std::string old = path_ + ".old";
+    ::unlink(old.c_str());
+    if (std::rename(path_.c_str(), old.c_str()) != 0) return false;
     status.st_size = 0;
   }
   const int file = ::open(path_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644);

@@ -50,7 +50,7 @@ class HelperProject {
   explicit HelperProject(const std::string& helper = kSimulator) : link(nextLink()) {
     std::setvbuf(stdout, nullptr, _IONBF,
                  0);                       // a forked child that ends under the thread sanitizer writes its copy out
-    setenv("BACNET_VELIX_TRACE", "1", 1);  // for `calls`; the driver hands its environment on
+    setenv("BACNET_VELIX_TRACE", "1", 0);  // for `calls`; the driver hands its environment on
     installHelper(dir.project(), helper);
   }
   ~HelperProject() {

@@ -1,8 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/inotify.h>
 #include <unistd.h>
 
+#include <array>
 #include <fstream>
 
 #include "cbl/net/descriptor.h"
@@ -131,11 +133,17 @@ TEST(FileLock, IsWaitedForWithinALimitAndGoesWithItsOwner) {
 TEST(HelperLog, IsSetAsideWhenItIsFullAndShowsForeignBytes) {
   const support::TempDir dir;
   dir.write("log", std::string(std::size_t{8} << 20, '.'));
+  dir.write("log.old", "older");
+  const cbl::CDescriptor removals(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+  ASSERT_GE(inotify_add_watch(removals.number(), dir.path().c_str(), IN_DELETE), 0);
   helper::CHelperLog log;
   std::string error;
   ASSERT_TRUE(log.open(dir.file("log"), error)) << error;
   log.write("a{}", std::string("\n\xe4\0", 3));
   EXPECT_EQ(std::filesystem::file_size(dir.file("log.old")), std::size_t{8} << 20);
+  std::array<char, 4096> events;
+  EXPECT_GT(read(removals.number(), events.data(), events.size()), 0)
+      << "a rename over another file waits for the disk";
   EXPECT_THAT(support::readFile(dir.file("log")), testing::EndsWith(" a\\x0a\\xe4\\x00\n"));
 }
 
