@@ -41,7 +41,7 @@ void CAnswers::send(const Station& to, const ConfirmedRequest& request, std::str
   if (segmenter.count() > mostSegments(request)) return abort(abort_reason::kBufferOverflow);
 
   const TransactionKey key{to, request.invokeId};
-  underWay_.insert_or_assign(key, UnderWay{request.service, std::move(segmenter), kApduRetries + 1, {}});
+  underWay_.insert_or_assign(key, UnderWay{request.service, std::move(segmenter), kApduTries, {}});
   trySending(key);
 }
 
@@ -56,7 +56,7 @@ void CAnswers::onSegmentAck(const Station& from, const SegmentAck& ack) {
       drop(key);
       break;
     case CSegmenter::Step::kSendWindow:
-      found->second.triesLeft = kApduRetries + 1;
+      found->second.triesLeft = kApduTries;
       trySending(key);
       break;
   }

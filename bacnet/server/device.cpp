@@ -1,6 +1,5 @@
 #include "bacnet/server/device.h"
 
-#include <algorithm>
 #include <ctime>
 #include <functional>
 #include <utility>
@@ -157,25 +156,26 @@ CDevice::CDevice(const Identity& identity) : vendor_(identity.vendor) {
   addIdentity(*object, identity);
   addProtocol(*object, *this);
   addClock(*object);
+  byName_[object->name()] = object.get();
   objects_.push_back(std::move(object));
 }
 
 CObject* CDevice::add(std::unique_ptr<CObject> object) {
   if (find(object->id()) != nullptr || findByName(object->name()) != nullptr) return nullptr;
-  objects_.push_back(std::move(object));
-  return objects_.back().get();
+  CObject* const added = objects_.emplace_back(std::move(object)).get();
+  byId_[added->id()] = byName_[added->name()] = added;
+  return added;
 }
 
 CObject* CDevice::find(ObjectId id) {
-  if (id == ObjectId{object_type::kDevice, kLargestInstance}) return &deviceObject();
-  const auto found = std::find_if(objects_.begin(), objects_.end(), [&](const auto& each) { return each->id() == id; });
-  return found == objects_.end() ? nullptr : found->get();
+  if (id == deviceObject().id() || id == ObjectId{object_type::kDevice, kLargestInstance}) return &deviceObject();
+  const auto found = byId_.find(id);
+  return found == byId_.end() ? nullptr : found->second;
 }
 
 CObject* CDevice::findByName(const std::string& name) {
-  const auto found =
-      std::find_if(objects_.begin(), objects_.end(), [&](const auto& each) { return each->name() == name; });
-  return found == objects_.end() ? nullptr : found->get();
+  const auto found = byName_.find(name);
+  return found == byName_.end() ? nullptr : found->second;
 }
 
 }  // namespace bacnet::server

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -61,6 +62,8 @@ class CDevice {
   std::uint16_t vendor_;
   Abilities abilities_;
   std::vector<std::unique_ptr<CObject>> objects_;  // in the order of the object list
+  std::map<ObjectId, CObject*> byId_;              // without the Device object, whose instance may change
+  std::map<std::string, CObject*> byName_;
 };
 
 }  // namespace bacnet::server

@@ -22,7 +22,7 @@ void CNotifier::send(const Station& to, bool confirmed, const CovNotification& n
   if (underWay_.size() == kInvokeIds) finish(nextInvokeId_);  // the oldest is given up: its peer does not answer
   while (underWay_.count(nextInvokeId_) != 0) ++nextInvokeId_;
   const std::uint8_t invokeId = nextInvokeId_++;
-  underWay_[invokeId] = {to, encode(notification), std::move(done), kApduRetries + 1, {}};
+  underWay_[invokeId] = {to, encode(notification), std::move(done), kApduTries, {}};
   trySending(invokeId);
 }
 

@@ -8,5 +8,6 @@ namespace bacnet::server {
 constexpr std::chrono::milliseconds kApduTimeout(3000);
 constexpr std::chrono::milliseconds kApduSegmentTimeout(2000);
 constexpr int kApduRetries = 3;
+constexpr int kApduTries = kApduRetries + 1;
 
 }  // namespace bacnet::server
