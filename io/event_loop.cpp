@@ -19,6 +19,8 @@ namespace io {
 namespace {
 
 constexpr int kMostEvents = 64;
+constexpr std::chrono::milliseconds kStandstill{100};
+constexpr int kMostTurnsAfterStandstill = 64;
 
 std::uint64_t tagOf(int descriptor, std::uint32_t number) {
   return static_cast<std::uint64_t>(number) << 32 | static_cast<std::uint32_t>(descriptor);
@@ -91,10 +93,19 @@ int CEventLoop::run() {
       const epoll_event& event = events[static_cast<std::size_t>(i)];
       handle(event.data.u64, event.events);
     }
-    if (!status_ && timers_.first()) timers_.runDue(now(), [this] { return status_.has_value(); });
+    if (!status_ && !isCatchingUp(count)) timers_.runDue(now(), [this] { return status_.has_value(); });
     turn_.reset();
   }
   return *status_;
+}
+
+// What came while this process stood still, or took long for something, is not missing: it only has not been looked at,
+// and a turn takes one datagram of a socket.
+bool CEventLoop::isCatchingUp(int events) {
+  const auto first = timers_.first();
+  const bool isLate = first && *first + kStandstill < now();
+  caughtUp_ = isLate && events > 0 ? caughtUp_ + 1 : 0;
+  return caughtUp_ > 0 && caughtUp_ <= kMostTurnsAfterStandstill;
 }
 
 // Milliseconds until the first timer is due, never too few; -1 without one.

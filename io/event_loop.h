@@ -13,8 +13,9 @@
 namespace io {
 
 /// Waits for descriptors, timers and signals and calls their handlers, one after the other, on the thread that runs it.
-/// A turn takes what the descriptors have, then the timers that are due. Handlers may watch, unwatch, set and cancel
-/// anything, themselves included. What a handler throws ends `run`.
+/// A turn takes what the descriptors have, then the timers that are due; timers that are long overdue wait, for some
+/// turns, until the descriptors have nothing more. Handlers may watch, unwatch, set and cancel anything, themselves
+/// included. What a handler throws ends `run`.
 class CEventLoop : public CTimers {
  public:
   using EventHandler = std::function<void(std::uint32_t events)>;  ///< EPOLLIN and so on, as they have come
@@ -51,6 +52,7 @@ class CEventLoop : public CTimers {
     std::shared_ptr<EventHandler> handler;
   };
 
+  bool isCatchingUp(int events);
   int timeout() const;
   void handle(std::uint64_t tag, std::uint32_t events);
   bool control(int operation, int descriptor, std::uint32_t number, std::uint32_t events) const;
@@ -61,6 +63,7 @@ class CEventLoop : public CTimers {
   std::unordered_map<int, Watch> watches_;
   CTimerQueue timers_;
   std::optional<TimePoint> turn_;  // nothing while it waits
+  int caughtUp_ = 0;               // turns whose timers had to wait, in a row
   std::optional<int> status_;
 };
 

@@ -258,6 +258,19 @@ TEST_F(Udp, AConnectedSocketFollowsThisMachinesAddress) {
   EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
+TEST_F(Udp, WhatCameDuringAStandstillGoesBeforeTheTimersForAWhile) {
+  Socket peer(loop, anywhere);
+  int received = 0;
+  peer.onReceive([&](const Address& from, std::string_view bytes) {
+    if (++received == 1000) loop.stop(1);
+    peer.send(from, bytes);  // without end
+  });
+  for (int i = 0; i < 3; ++i) peer.send(peer.local(), "x");
+  const CTimer late = loop.at(loop.now() - 1s, [&] { loop.stop(0); });
+  EXPECT_EQ(loop.run(), 0);
+  EXPECT_GE(received, 3);
+}
+
 TEST_F(Udp, AHandlerMayDestroyItsSocket) {
   Socket sender(loop, anywhere);
   auto receiver = std::make_unique<Socket>(loop, anywhere);
