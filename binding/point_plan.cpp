@@ -101,27 +101,27 @@ PointPlan planPoint(const plant::Point& point, std::uint8_t defaultPriority) {
   return plan;
 }
 
-std::optional<ApplicationType> writtenType(bacnet::ObjectType object, bacnet::PropertyId property) {
+std::optional<ApplicationType> writtenType(bacnet::ObjectType object, const bacnet::PropertyReference& reference) {
   using namespace bacnet::property;
-  switch (property) {
+  if (reference.index == 0U) return ApplicationType::kUnsigned;
+  switch (reference.property) {
     case kPresentValue:
     case kRelinquishDefault:
-      return presentValueTag(object);
     case kHighLimit:
     case kLowLimit:
     case kMaxPresValue:
     case kMinPresValue:
-      return writtenType(object, kPresentValue);
+      return presentValueTag(object);
     case kCovIncrement:
     case kDeadband: {  // differences: of a signed value they are unsigned
-      const auto value = writtenType(object, kPresentValue);
+      const auto value = presentValueTag(object);
       return value == ApplicationType::kSigned ? ApplicationType::kUnsigned : value;
     }
     default:
       break;
   }
   const auto row = std::find_if(kProperties.begin(), kProperties.end(),
-                                [&](const PropertyRow& each) { return each.property == property; });
+                                [&](const PropertyRow& each) { return each.property == reference.property; });
   if (row == kProperties.end()) return std::nullopt;
   return row->tag;
 }

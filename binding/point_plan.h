@@ -30,6 +30,8 @@ PointPlan planPoint(const plant::Point& point, std::uint8_t defaultPriority);
 constexpr std::size_t kIntegerBits = 64;
 
 /// The type that a device takes for a property, by object type and property; nothing where only the device knows.
-std::optional<bacnet::ApplicationType> writtenType(bacnet::ObjectType object, bacnet::PropertyId property);
+/// Element 0 of an array is the number of its elements.
+std::optional<bacnet::ApplicationType> writtenType(bacnet::ObjectType object,
+                                                   const bacnet::PropertyReference& reference);
 
 }  // namespace binding

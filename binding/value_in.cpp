@@ -84,15 +84,18 @@ std::uint64_t bitPattern(const Number& integer) {
 
 std::optional<bool> toBool(const bacnet::Value& answer, std::int32_t bitNum) {
   if (const auto* const held = std::get_if<bool>(&answer)) return *held;
+  const auto isBitOf = [bitNum](std::size_t count) { return bitNum >= 0 && static_cast<std::size_t>(bitNum) < count; };
+  if (const auto* const held = std::get_if<bacnet::BitString>(&answer)) {  // which may have more than a number
+    if (!isBitOf(held->bits.size())) return std::nullopt;
+    return held->bits[static_cast<std::size_t>(bitNum)];
+  }
   const std::optional<Number> number = std::visit(NumberOf(), answer);
   if (!number) return std::nullopt;
   if (const auto* const floating = std::get_if<double>(&*number)) {
     if (std::isnan(*floating)) return std::nullopt;
     return *floating != 0;
   }
-  const auto* const bits = std::get_if<bacnet::BitString>(&answer);
-  const std::size_t count = bits != nullptr ? bits->bits.size() : kIntegerBits;
-  if (bitNum < 0 || static_cast<std::size_t>(bitNum) >= count) return std::nullopt;
+  if (!isBitOf(kIntegerBits)) return std::nullopt;
   return ((bitPattern(*number) >> bitNum) & 1U) != 0;
 }
 

@@ -133,6 +133,26 @@ Written asNumber(const plant::Value& value, const plant::Point& point, Applicati
   }
 }
 
+// The text of a date and a time, for a property that has both.
+std::optional<bacnet::Values> asDateAndTime(const std::string& text, const bacnet::Values& current) {
+  const bool isBoth = current.size() == 2 && std::holds_alternative<bacnet::Date>(current[0]) &&
+                      std::holds_alternative<bacnet::Time>(current[1]);
+  const std::size_t comma = text.find(',');
+  if (!isBoth || comma == std::string::npos) return std::nullopt;
+  const auto date = bacnet::valueOf(text.substr(0, comma), ApplicationType::kDate);
+  const auto time = bacnet::valueOf(text.substr(comma + 1), ApplicationType::kTime);
+  if (!date || !time) return std::nullopt;
+  return bacnet::Values{*date, *time};
+}
+
+Written asPrimitive(const plant::Value& value, const plant::Point& point, ApplicationType tag,
+                    const bacnet::Values& current) {
+  if (const auto* const text = std::get_if<std::string>(&value)) return bacnet::valueOf(*text, tag);
+  if (needsCurrent(point, tag) && tag != ApplicationType::kBitString)
+    return asBitOfInteger(std::get<bool>(value), point, current);
+  return asNumber(value, point, tag, current);
+}
+
 }  // namespace
 
 bool needsCurrent(const plant::Point& point, ApplicationType tag) {
@@ -141,15 +161,13 @@ bool needsCurrent(const plant::Point& point, ApplicationType tag) {
   return isInteger && point.type == plant::DataType::kBool;
 }
 
-ResultCode toDevice(const plant::Value& value, const plant::Point& point, ApplicationType tag,
-                    const bacnet::Values& current, bacnet::Value& out) {
-  Written result;
-  if (const auto* const text = std::get_if<std::string>(&value)) {
-    result = bacnet::valueOf(*text, tag);
-  } else if (needsCurrent(point, tag) && tag != ApplicationType::kBitString) {
-    result = asBitOfInteger(std::get<bool>(value), point, current);
-  } else {
-    result = asNumber(value, point, tag, current);
+ResultCode toDevice(const plant::Value& value, const plant::Point& point, std::optional<ApplicationType> tag,
+                    const bacnet::Values& current, bacnet::Values& out) {
+  std::optional<bacnet::Values> result;
+  if (tag) {
+    if (auto one = asPrimitive(value, point, *tag, current)) result = {std::move(*one)};
+  } else if (const auto* const text = std::get_if<std::string>(&value)) {
+    result = asDateAndTime(*text, current);
   }
   if (!result) return ResultCode::kDoesNotFit;
   out = std::move(*result);

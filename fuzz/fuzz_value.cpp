@@ -78,14 +78,14 @@ bool isReadOtherwiseThanWritten(const Register& reg, ApplicationType type, const
 void writeBack(const Register& reg, const plant::Value& value, const bacnet::Values& answer) {
   const auto type = bacnet::typeOf(answer);
   if (!type) return;
-  bacnet::Value out;
+  bacnet::Values out;
   const ResultCode code = binding::toDevice(value, reg.point, *type, answer, out);
   FUZZ_CHECK(code == ResultCode::kDone || !isExact(reg, *type));
   if (code != ResultCode::kDone) return;
-  if (isExact(reg, *type)) FUZZ_CHECK(bacnet::encode({out}) == bacnet::encode(answer));
+  if (isExact(reg, *type)) FUZZ_CHECK(bacnet::encode(out) == bacnet::encode(answer));
   if (isReadOtherwiseThanWritten(reg, *type, value)) return;
   plant::Value again;
-  FUZZ_CHECK(binding::fromDevice({out}, reg.point, reg.size, again) == ResultCode::kDone);
+  FUZZ_CHECK(binding::fromDevice(out, reg.point, reg.size, again) == ResultCode::kDone);
   FUZZ_CHECK(wordsOf(reg, again) == wordsOf(reg, value));
 }
 
@@ -113,16 +113,16 @@ void read(const Register& reg, const bacnet::Values& answer) {
 void write(const Register& reg, const plant::Words& words, ApplicationType type, const bacnet::Values& current) {
   plant::Value value;
   if (!plant::fromWords(reg.point, words, value)) return;
-  bacnet::Value out;
+  bacnet::Values out;
   const ResultCode code = binding::toDevice(value, reg.point, type, current, out);
   if (code != ResultCode::kDone) {
-    FUZZ_CHECK(code == ResultCode::kDoesNotFit && std::holds_alternative<bacnet::Null>(out));
+    FUZZ_CHECK(code == ResultCode::kDoesNotFit && out.empty());
     return;
   }
   // One bit of an integer goes into the integer that the device has shown, whatever it should be.
   const bool isBit = reg.point.type == plant::DataType::kBool && binding::needsCurrent(reg.point, type);
-  FUZZ_CHECK(type == ApplicationType::kNull || bacnet::typeOf({out}) == (isBit ? bacnet::typeOf(current) : type));
-  const std::string bytes = bacnet::encode({out});
+  FUZZ_CHECK(type == ApplicationType::kNull || bacnet::typeOf(out) == (isBit ? bacnet::typeOf(current) : type));
+  const std::string bytes = bacnet::encode(out);
   const auto read = bacnet::parseValues(bytes);
   FUZZ_CHECK(read && read->size() == 1 && bacnet::encode(*read) == bytes);
 }

@@ -23,7 +23,7 @@ constexpr std::size_t kStatusOctets = 3;  // as they travel
 
 // What the device takes for a point: by the standard, or else what it has answered itself.
 std::optional<bacnet::ApplicationType> writtenAs(const BoundPoint& bound) {
-  const auto tag = binding::writtenType(bound.plan.write.object.type, bound.plan.write.reference.property);
+  const auto tag = binding::writtenType(bound.plan.write.object.type, bound.plan.write.reference);
   return tag ? tag : bound.lastRead;
 }
 
@@ -257,21 +257,19 @@ void CBacnetSource::sendWrites(std::shared_ptr<Writing> writing) {
     if (!writing->isOpen(i)) continue;
     const PointWrite& point = writing->points[i];
     BoundPoint& bound = writing->bound(i);
-    bacnet::Value value = bacnet::Null{};
+    bacnet::Values values = {bacnet::Null{}};
     if (!bound.plan.isRelease) {
-      const auto tag = writtenAs(bound);
       const auto before = changed.find(bound.plan.write);
       const bacnet::Values& current = before == changed.end() ? writing->current[i] : before->second;
-      const ResultCode code =
-          tag ? binding::toDevice(point.value, *point.point, *tag, current, value) : ResultCode::kDoesNotFit;
+      const ResultCode code = binding::toDevice(point.value, *point.point, writtenAs(bound), current, values);
       if (code != ResultCode::kDone) {
         writing->outcomes[i].code = code;
         note("write", *point.point, bound.writeCode, code, {});
         continue;
       }
     }
-    if (!bound.plan.isRelease) changed[bound.plan.write] = {value};
-    items.push_back({bound.plan.write, {std::move(value)}, bound.plan.priority});
+    if (!bound.plan.isRelease) changed[bound.plan.write] = values;
+    items.push_back({bound.plan.write, std::move(values), bound.plan.priority});
     asked.push_back(i);
   }
   if (items.empty()) {

@@ -40,6 +40,7 @@ const io::Address kOwnAddress{0xC0000201, bacnet::kStandardPort};
 
 constexpr ObjectId kAnalog{object::kAnalogOutput, 1};
 constexpr ObjectId kBits{object::kBitstringValue, 1};
+constexpr ObjectId kMoment{object::kDatetimeValue, 1};
 
 plant::Point point(std::int32_t regId, ObjectId id, DataType type, bacnet::PropertyId propId = property::kPresentValue,
                    std::int32_t index = -1) {
@@ -59,7 +60,7 @@ class BacnetSource : public testing::Test {
  protected:
   BacnetSource() {
     for (const ObjectId id : {kAnalog, ObjectId{object::kBinaryValue, 1}, ObjectId{object::kMultiStateValue, 1}, kBits,
-                              ObjectId{object::kCharacterstringValue, 1}}) {
+                              ObjectId{object::kCharacterstringValue, 1}, kMoment}) {
       device.add(bacnet::server::makeStandardObject(id, "Object " + std::to_string(id.type)));
     }
     hold(kAnalog, 20.5F);
@@ -181,6 +182,14 @@ TEST_F(BacnetSource, SeveralBitsOfOnePropertyAreWrittenInOneCall) {
                [&](const std::vector<Outcome>& given) { outcomes = given; });
   ASSERT_TRUE(clock.runUntil([&] { return !outcomes.empty(); }, 2500ms));
   EXPECT_EQ(bits(), "011");
+}
+
+TEST_F(BacnetSource, ADateAndTimeIsWrittenAsItIsRead) {
+  link->points[8] = point(8, kMoment, DataType::kString);
+  ASSERT_EQ(connect(), ResultCode::kDone);
+  EXPECT_EQ(writeNow(8, std::string("2026-11-22,12:30:05")), 0);
+  EXPECT_EQ(readNow({8}), "2026-11-22,12:30 ") << "as long as the register";
+  EXPECT_EQ(writeNow(8, std::string("2026-11-22")), static_cast<int>(ResultCode::kDoesNotFit));
 }
 
 TEST_F(BacnetSource, SaysAPointsFailureOnceAndItsEnd) {

@@ -56,10 +56,14 @@ struct ReadRow {
 TEST(ValuesFromADevice, BecomeThePointsTypeOrACode) {
   const auto kNo = ResultCode::kDoesNotFit;
   const auto kOk = ResultCode::kDone;
+  const std::string kManyBits = std::string(70, '0') + "1";
   const std::vector<ReadRow> rows = {
       {"active", pointOf(DataType::kBool), {enumerated(1)}, kOk, "true"},
       {"a bit of a bit string", pointOf(DataType::kBool, 1), {bits("0100")}, kOk, "true"},
       {"a bit beyond", pointOf(DataType::kBool, 4), {bits("0100")}, kNo, ""},
+      {"a bit of more than a number has", pointOf(DataType::kBool, 70), {bits(kManyBits.c_str())}, kOk, "true"},
+      {"a bit beyond those", pointOf(DataType::kBool, 71), {bits(kManyBits.c_str())}, kNo, ""},
+      {"a mask of so many", pointOf(DataType::kUdint), {bits(kManyBits.c_str())}, kNo, ""},
       {"a bit of an integer", pointOf(DataType::kBool, 3), {std::uint64_t{8}}, kOk, "true"},
       {"a bit of a negative one", pointOf(DataType::kBool, 63), {std::int64_t{-1}}, kOk, "true"},
       {"a bit beyond an integer", pointOf(DataType::kBool, 64), {std::uint64_t{8}}, kNo, ""},
@@ -148,13 +152,13 @@ TEST(ValuesForADevice, AreOfTheTypeThatItTakes) {
   };
   for (const WriteRow& row : rows) {
     SCOPED_TRACE(row.name);
-    bacnet::Value out = bacnet::Null{};
+    bacnet::Values out;
     EXPECT_EQ(needsCurrent(row.point, row.type), !row.current.empty());
     const ResultCode code = toDevice(row.value, row.point, row.type, row.current, out);
     EXPECT_EQ(code, row.written != nullptr ? ResultCode::kDone : ResultCode::kDoesNotFit);
     if (row.written == nullptr) continue;
     EXPECT_EQ(bacnet::describe(out), row.written);
-    EXPECT_EQ(bacnet::typeOf({out}), row.type);
+    EXPECT_EQ(bacnet::typeOf(out), row.type);
   }
 }
 
@@ -214,13 +218,14 @@ TEST(PointPlan, SaysWhereAndAtWhichPriorityAPointIsWritten) {
 TEST(WrittenType, IsTheStandardsOrTheDevices) {
   namespace object = bacnet::object_type;
   namespace property = bacnet::property;
-  EXPECT_EQ(writtenType(object::kBinaryValue, property::kPresentValue), ApplicationType::kEnumerated);
-  EXPECT_EQ(writtenType(object::kMultiStateValue, property::kRelinquishDefault), ApplicationType::kUnsigned);
-  EXPECT_EQ(writtenType(object::kLargeAnalogValue, property::kHighLimit), ApplicationType::kDouble);
-  EXPECT_EQ(writtenType(object::kIntegerValue, property::kCovIncrement), ApplicationType::kUnsigned);
-  EXPECT_EQ(writtenType(object::kAnalogInput, property::kOutOfService), ApplicationType::kBoolean);
-  EXPECT_EQ(writtenType(object::kSchedule, property::kPresentValue), std::nullopt);
-  EXPECT_EQ(writtenType(700, property::kPresentValue), std::nullopt);
+  EXPECT_EQ(writtenType(object::kBinaryValue, {property::kPresentValue, {}}), ApplicationType::kEnumerated);
+  EXPECT_EQ(writtenType(object::kMultiStateValue, {property::kRelinquishDefault, {}}), ApplicationType::kUnsigned);
+  EXPECT_EQ(writtenType(object::kLargeAnalogValue, {property::kHighLimit, {}}), ApplicationType::kDouble);
+  EXPECT_EQ(writtenType(object::kIntegerValue, {property::kCovIncrement, {}}), ApplicationType::kUnsigned);
+  EXPECT_EQ(writtenType(object::kAnalogInput, {property::kOutOfService, {}}), ApplicationType::kBoolean);
+  EXPECT_EQ(writtenType(object::kSchedule, {property::kPresentValue, {}}), std::nullopt);
+  EXPECT_EQ(writtenType(object::kMultiStateValue, {property::kStateText, 0U}), ApplicationType::kUnsigned);
+  EXPECT_EQ(writtenType(700, {property::kPresentValue, {}}), std::nullopt);
 }
 
 struct LinkRow {
