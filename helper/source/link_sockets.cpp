@@ -33,7 +33,7 @@ std::vector<std::uint32_t> CLinkSockets::broadcastAddresses() const {
   return addresses;
 }
 
-// Interfaces come and go, so this is done anew before each broadcast.
+// Interfaces, and programs that have the port for themselves, come and go: this is done anew before each broadcast.
 void CLinkSockets::listen() {
   std::vector<std::uint32_t> wanted = broadcastAddresses();
   wanted.push_back(io::kBroadcastIp);
@@ -43,11 +43,12 @@ void CLinkSockets::listen() {
   }
   for (const std::uint32_t ip : wanted) {
     const auto [listener, isNew] = listeners_.try_emplace(ip);
-    if (!isNew) continue;
+    if (listener->second) continue;
     try {
       listener->second = opener_({{ip, options_.broadcastPort}, true, std::nullopt});
       adopt(*listener->second);
     } catch (const std::system_error& failure) {
+      if (!isNew) continue;  // said already
       remark_(fmt::format("broadcasts to {}:{} cannot be heard: {}", io::ipText(ip), options_.broadcastPort,
                           failure.what()));
     }

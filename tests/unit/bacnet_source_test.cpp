@@ -407,9 +407,11 @@ TEST(LinkSockets, SharePortsAndLeaveThemToOthers) {
   std::vector<std::string> opened;  // since the last look: shared, the local port, and the peer
   std::vector<std::string> log;
   bool isCutOff = false;
+  bool isTaken = false;
   const auto open = [&](const io::UdpOptions& options) {
     if (isCutOff && options.peer)
       throw std::system_error(std::make_error_code(std::errc::network_unreachable), "connect");
+    if (isTaken && options.isShared) throw std::system_error(std::make_error_code(std::errc::address_in_use), "bind");
     opened.push_back((options.isShared ? "shared " : "own ") + std::to_string(options.local.port) +
                      (options.peer ? " to " + io::addressText(*options.peer) : ""));
     return network.open({kOwnAddress.ip, 0}, options.peer);
@@ -433,6 +435,15 @@ TEST(LinkSockets, SharePortsAndLeaveThemToOthers) {
   isCutOff = true;
   for (int i = 0; i < 3; ++i) second.send({kDeviceAddress.ip + 1, 47808}, "x");
   EXPECT_THAT(log, ElementsAre(testing::_, HasSubstr("no socket for 192.0.2.3:47808"))) << "never a line a request";
+
+  isTaken = true;
+  CLinkSockets third(options, open, remark);
+  for (int i = 0; i < 2; ++i) third.send({io::kBroadcastIp, 47810}, "x");
+  EXPECT_EQ(log.size(), 4U) << "each address once";
+  isTaken = false;
+  opens();
+  third.send({io::kBroadcastIp, 47810}, "x");
+  EXPECT_THAT(opens(), ElementsAre("shared 47810", "shared 47810")) << "the other program has ended";
 }
 
 }  // namespace
