@@ -65,6 +65,10 @@ void CBatchLimit::forgetRefusal() {
   mostBefore_.reset();
 }
 
+void CBatchLimit::forgetSize() {
+  if (isAllowed_) (mostBefore_ ? *mostBefore_ : most_) = kNoLimit;
+}
+
 void CBatchLimit::judge(bool wasThere) {
   const std::size_t suspected = std::exchange(suspected_, 0);
   if (suspected == 0 || !wasThere) return;

@@ -28,7 +28,7 @@ BatchRemedy remedyFor(ConfirmedService service, const Answer& answer);
 /// How many items a device takes in one request, as it has turned out.
 class CBatchLimit {
  public:
-  explicit CBatchLimit(bool isAllowed) : most_(isAllowed ? kNoLimit : 1) {}
+  explicit CBatchLimit(bool isAllowed) : isAllowed_(isAllowed), most_(isAllowed ? kNoLimit : 1) {}
 
   std::size_t most() const { return most_; }
   bool isKnown() const { return most_ != kNoLimit; }
@@ -44,10 +44,13 @@ class CBatchLimit {
   void judge(bool wasThere);
   /// A service that it did not know it may know by now; how much it takes at once stays.
   void forgetRefusal();
+  /// How much it takes is to be found out anew: what it did not take was one item's fault.
+  void forgetSize();
 
  private:
   static constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
 
+  bool isAllowed_;
   std::size_t most_;
   std::optional<std::size_t> mostBefore_;  // it refused the service
   std::size_t proven_ = 0;

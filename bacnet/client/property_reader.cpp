@@ -6,6 +6,7 @@
 #include "bacnet/client/answers.h"
 #include "bacnet/client/call.h"
 #include "bacnet/codec/apdu.h"
+#include "bacnet/number/failures.h"
 #include "bacnet/service/property.h"
 
 namespace bacnet {
@@ -34,7 +35,10 @@ class CBatchSize {
 class CPropertyReader::CReadCall : public CCall<ReadItem, ReadOutcome>, public std::enable_shared_from_this<CReadCall> {
  public:
   CReadCall(CPropertyReader& reader, std::vector<ReadItem> items, Done done)
-      : CCall(std::move(items), std::move(done)), reader_(reader) {}
+      : CCall(std::move(items), std::move(done)), reader_(reader) {
+    if (reader_.tooLong_.empty()) return;
+    std::stable_partition(waiting_.begin(), waiting_.end(), [this](std::size_t i) { return isTooLong(i); });
+  }
 
   /// Settles what `known` has.
   template <typename Known>
@@ -51,6 +55,7 @@ class CPropertyReader::CReadCall : public CCall<ReadItem, ReadOutcome>, public s
   std::optional<Request> next() override;
 
  private:
+  bool isTooLong(std::size_t i) const { return reader_.tooLong_.count(item(i).address) > 0; }
   Batch nextBatch();
   Request request(Batch batch);
   void onAnswer(const Batch& batch, std::uint64_t number, const Answer& answer);
@@ -74,9 +79,10 @@ Batch CPropertyReader::CReadCall::nextBatch() {
       continue;
     }
     size.add(item(i));
-    if (!batch.empty() && !size.fits()) break;
+    if (!batch.empty() && (!size.fits() || isTooLong(i))) break;
     waiting_.pop_back();
     batch.push_back(i);
+    if (isTooLong(i)) break;
   }
   return batch;
 }
@@ -111,6 +117,7 @@ Request CPropertyReader::CReadCall::request(Batch batch) {
 
 void CPropertyReader::CReadCall::onAnswer(const Batch& batch, std::uint64_t number, const Answer& answer) {
   if (batch.size() == 1) {
+    reader_.onAlone(item(batch.front()).address, answer);
     take(batch.front(), number, readOutcome(item(batch.front()).address, answer));
     return finish();
   }
@@ -218,6 +225,18 @@ std::size_t CPropertyReader::countInOne(const std::vector<ReadItem>& items) cons
 
 void CPropertyReader::readAnew(std::vector<ReadItem> items, io::TimePoint deadline, Done done) {
   start(std::make_shared<CReadCall>(*this, std::move(items), std::move(done)), deadline);
+}
+
+/// A value that is too long for every answer would spoil each batch that it is in, and make them all smaller.
+void CPropertyReader::onAlone(const PropertyAddress& address, const Answer& answer) {
+  const bool isTooLong =
+      answer.kind == Answer::Kind::kAbort &&
+      (answer.reason == abort_reason::kSegmentationNotSupported || answer.reason == abort_reason::kBufferOverflow);
+  if (isTooLong && tooLong_.insert(address).second) {
+    limit_.forgetSize();
+  } else if (answer.kind == Answer::Kind::kAck) {
+    tooLong_.erase(address);
+  }
 }
 
 void CPropertyReader::forget(const ObjectId& object) {

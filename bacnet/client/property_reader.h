@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <vector>
 
 #include "bacnet/client/batch_limit.h"
@@ -45,6 +46,7 @@ class CPropertyReader {
   friend class CReadCall;
 
   void start(std::shared_ptr<CReadCall> call, io::TimePoint deadline);
+  void onAlone(const PropertyAddress& address, const Answer& answer);
   bool isOutdated(const ObjectId& object, std::uint64_t request) const;
   void expire(const std::shared_ptr<CReadCall>& call);
 
@@ -55,6 +57,7 @@ class CPropertyReader {
   CLateOutcomes late_;
   std::uint64_t requests_ = 0;                 // sent so far, which numbers them
   std::map<ObjectId, std::uint64_t> written_;  // the newest request at an object's last write
+  std::set<PropertyAddress> tooLong_;          // even by themselves: they are in no batch
   std::weak_ptr<CReadCall>
       leftOver_;  // one whose caller is gone may go on, so that a slow device's last items get a turn
   Cache cache_;

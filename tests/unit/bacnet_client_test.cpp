@@ -249,6 +249,25 @@ TEST_F(DeviceClient, ARefusedBatchIsMadeSmallerAndThatRemembered) {
   }
 }
 
+TEST_F(DeviceClient, AValueThatIsTooLongEvenAloneKeepsNoOtherFromBatches) {
+  device.maxApdu = 206;
+  const auto tooLong = presentValue(analog(3));
+  device.properties[tooLong] = Values{OctetString{std::string(300, 'x')}};
+  make([](auto& settings) { settings.mayReadMultiple = true; });
+  for (int round = 0; round < 2; ++round) {
+    device.asked.clear();
+    const auto outcomes = read(presentValues(11));
+    for (std::size_t i = 0; i < 11; ++i) EXPECT_EQ(outcomes[i], i == 3 ? "abort 4" : std::to_string(i));
+  }
+  EXPECT_EQ(device.asked.size(), 2U) << "the others, and that one";
+  EXPECT_EQ(client->profile().readBatch, 0U) << "no limit";
+  device.properties[tooLong] = Values{3.0F};
+  EXPECT_EQ(read(presentValues(11))[3], "3");
+  device.asked.clear();
+  EXPECT_EQ(read(presentValues(11))[3], "3");
+  EXPECT_EQ(device.asked.size(), 1U) << "it is as the others by now";
+}
+
 // It may have learnt it meanwhile.
 TEST_F(DeviceClient, ABatchThatWasRefusedIsTriedAgainAfterARestartAndAConnect) {
   const auto restart = [this] {
