@@ -36,7 +36,8 @@ struct Complaint : std::runtime_error {
 
 plant::Link readLink(const Options& options) {
   std::filesystem::path path = options.project;
-  if (std::filesystem::is_directory(path)) path /= "BACnetLabel.xml";
+  std::error_code unknown;
+  if (std::filesystem::is_directory(path, unknown)) path /= "BACnetLabel.xml";
   std::vector<plant::Link> links;
   std::string error;
   if (plant::readLinks(path.string(), links, error) != 0) throw Complaint(device::kBadFile, error);
@@ -75,12 +76,20 @@ std::uint32_t broadcastOf(const Options& options) {
                                                 io::ipText(options.ip)));
 }
 
+// A stream's buffer throws where it opens and cannot be read, as a directory.
+std::string contentOf(const std::string& path) try {
+  std::ifstream file(path, std::ios::binary);
+  std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  if (!file.is_open()) throw Complaint(device::kBadFile, path + ": cannot be read");
+  return text;
+} catch (const std::ios_base::failure&) {
+  throw Complaint(device::kBadFile, path + ": cannot be read");
+}
+
 Behaviour readBehaviour(const Options& options) {
   Behaviour behaviour;
   if (!options.behaviour.empty()) {
-    std::ifstream file(options.behaviour, std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    if (!file.is_open() || file.bad()) throw Complaint(device::kBadFile, options.behaviour + ": cannot be read");
+    const std::string text = contentOf(options.behaviour);
     std::string error;
     if (!device::readBehaviour(text, behaviour, error)) {
       throw Complaint(device::kBadFile, options.behaviour + ": " + error);

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <regex>
@@ -111,9 +112,16 @@ TEST_F(BacnetDeviceRun, BehavesAsItsFileSaysAndReadsItAgain) {
   dir.write("behaviour.json", R"({"deviceId": 5})");
   EXPECT_TRUE(becomes("2[0-9.]+"));
   EXPECT_EQ(found(1), std::set<std::uint32_t>{5});
+  const auto isRefused = [&](const std::string& reason) {
+    program.signal(SIGHUP);
+    return support::waitUntil(
+        [&] { return program.err().find(reason + "; it behaves as before\n") != std::string::npos; });
+  };
   dir.write("behaviour.json", "{");
-  program.signal(SIGHUP);
-  EXPECT_TRUE(support::waitUntil([&] { return program.err().find("; it behaves as before\n") != std::string::npos; }));
+  EXPECT_TRUE(isRefused(""));
+  std::filesystem::remove(file);
+  std::filesystem::create_directory(file);
+  EXPECT_TRUE(isRefused(": cannot be read"));
   EXPECT_EQ(found(1), std::set<std::uint32_t>{5});
   EXPECT_THAT(program.err(), HasSubstr(" confirmed-request read-property invoke 1, "));
 
