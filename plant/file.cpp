@@ -99,6 +99,10 @@ std::int32_t writeFile(const std::string& path, const std::string& text, Existin
     error = path + ": there is such a file already";
     return -1;
   }
+  if (isThere && !std::filesystem::is_regular_file(path, unknown)) {
+    error = path + ": not a regular file";  // replacing a device or a pipe would take it away from everybody
+    return -2;
+  }
   const std::string target = isThere ? std::filesystem::canonical(path, unknown).string() : path;
   CTemporaryFile file(target);
   if (file.fill(text) && file.takeAttributesOf(target) && file.sync() && file.renameTo(target, existing) &&

@@ -10,6 +10,7 @@
 #include "plant/check.h"
 #include "plant/csv.h"
 #include "plant/ede_writer.h"
+#include "plant/file.h"
 #include "plant/point_table.h"
 #include "plant/text_encoding.h"
 #include "support/page.h"
@@ -255,6 +256,10 @@ TEST_F(PlantImport, ANewFileNeverTakesTheWayOfOneThatHasComeMeanwhile) {
   std::string error;
   EXPECT_EQ(project.save(error), -1);
   EXPECT_EQ(support::readFile(path), "theirs");
+  const std::string pipe = dir.file("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  EXPECT_EQ(plant::writeFile(pipe, "text", plant::Existing::kReplaced, error), -2);
+  EXPECT_TRUE(std::filesystem::remove(pipe) && error == pipe + ": not a regular file") << error;
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1) << "no temporary file is left";
 }
 
