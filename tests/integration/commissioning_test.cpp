@@ -270,6 +270,13 @@ TEST_F(Commissioning, AProjectMadeFromADeviceIsReadWrittenReleasedAndExtended) {
   support::installHelper(dir, BIN_DIR "/BACnet_Velix");
   ASSERT_EQ(run("objects 3001 --save " + dir + "3001.json " + search()).status, 0);
   EXPECT_EQ(run("objects 3001 --save " + dir + "3001.json " + search()).status, 2);
+  const std::string half = dir + "half.json";
+  const auto stopped = tool_.shell(
+      "timeout --foreground --preserve-status -s INT 1 $TOOL --interface lo objects 3001 "
+      "--timeout 9 --port " +
+      port_ + " --save " + half);
+  EXPECT_EQ(stopped.status, 130);
+  EXPECT_FALSE(std::filesystem::exists(half));
 
   ASSERT_EQ(run("--link $LINK make-project --dry-run " + dir + "3001.json").status, 0);
   EXPECT_FALSE(std::filesystem::exists(file));
@@ -314,6 +321,20 @@ TEST_F(Commissioning, ALinkHasTheRouteToItsDevice) {
   EXPECT_NE(xml.find("<MacLen>1</MacLen>"), std::string::npos);
 }
 
+// A link without DeviceId is its address' device, and no other one.
+TEST_F(Commissioning, ALinkThatTellsNoDeviceIsKnownByItsAddress) {
+  const std::string dir = tool_.project.dir.project();
+  tool_.project.dir.write("BACnetLabel.xml",
+                          R"(<ProjectInfo><BACnet LinkID="1"><Ip>192.0.2.1</Ip></BACnet></ProjectInfo>)");
+  const std::string rest =
+      R"(,"name":"","note":""},"objects":[{"type":0,"instance":1,"name":"T","commandable":false}]})";
+  tool_.project.dir.write("known.json", R"({"device":{"device":77,"address":"192.0.2.1:47808")" + rest);
+  tool_.project.dir.write("zero.json", R"({"device":{"device":0,"address":"192.0.2.2:47808")" + rest);
+  ASSERT_EQ(run("make-project " + dir + "zero.json " + dir + "known.json").status, 0);
+  EXPECT_EQ(run("--format csv links").out,
+            "link,ip,desPort,deviceId,mode,network,points\n1,192.0.2.1,0,0,0,0,1\n2,192.0.2.2,47808,0,0,0,1\n");
+}
+
 TEST_F(Commissioning, WhatIsWrongIsSaidInALineAndHasItsStatus) {
   const struct {
     std::string line;
@@ -331,6 +352,8 @@ TEST_F(Commissioning, WhatIsWrongIsSaidInALineAndHasItsStatus) {
       {"discover --router nobody", 2, "--router 'nobody' is no address"},
       {"discover --from 77 --to 78 " + search(), 5, "no device has answered"},
       {"make-project /dev/null", 2, "/dev/null"},
+      {"make-project " + std::string(300, 'a'), 2, "neither a device instance nor an address"},
+      {"discover --timeout nan", 2, "nan is no number from 0.1 to 600"},
       {"make-project --type valve 127.0.0.21", 2, "there is no object type 'valve'"},
       {"check --report x.md", 2, "--report requires --live"},
       {"check --live --report x.txt", 2, "a report is a .md or a .csv file"},

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "host/tool/command/commands.h"
@@ -38,7 +39,8 @@ std::vector<Listing> readDevices(const Options& options, const MakeOptions& own)
   };
   for (const std::string& source : own.sources) {
     if (isInterrupted()) break;
-    if (std::filesystem::exists(source)) {
+    std::error_code unknown;
+    if (std::filesystem::exists(source, unknown)) {
       listings.push_back(savedListing(source));
       continue;
     }

@@ -106,7 +106,7 @@ ExitStatus showObjects(const Options& options, COutput& output, const ObjectsOpt
     showChanges(*before, listing, options.format, output);
   else
     showAll(listing, options.format, output);
-  if (!own.file.empty()) save(listing, own.file);
+  if (!own.file.empty() && !isInterrupted()) save(listing, own.file);
   say(fmt::format("device {} at {}: {} objects", device->iAm.device, listing.device["address"].get<std::string>(),
                   listing.objects.size()));
   if (isInterrupted()) return ExitStatus::kInterrupted;

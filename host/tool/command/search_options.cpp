@@ -11,13 +11,21 @@ namespace tool {
 
 namespace {
 
-constexpr double kLongest = 600;  // s
+constexpr double kShortest = 0.1;  // s
+constexpr double kLongest = 600;
 
 std::optional<io::Address> addressIn(const char* option, const std::string& text, std::uint16_t port) {
   if (text.empty()) return std::nullopt;
   if (const auto address = io::parseAddress(text, port)) return address;
   throw CFailure(ExitStatus::kUsage, fmt::format("{} '{}' is no address", option, text),
                  "write it as 192.168.10.1 or 192.168.10.1:47808");
+}
+
+// Not CLI::Range, which lets nan pass.
+std::string checkSeconds(const std::string& text) {
+  double seconds = 0;
+  const bool fits = CLI::detail::lexical_cast(text, seconds) && seconds >= kShortest && seconds <= kLongest;
+  return fits ? "" : fmt::format("{} is no number from {} to {}", text, kShortest, kLongest);
 }
 
 }  // namespace
@@ -38,7 +46,7 @@ void SearchOptions::addTo(CLI::App& command) {
       ->excludes(throughRouter);
   command.add_option("--timeout", seconds, "how long answers are waited for, in seconds")
       ->type_name("S")
-      ->check(CLI::Range(0.1, kLongest).description(""))
+      ->check(CLI::Validator(checkSeconds, ""))
       ->capture_default_str();
 }
 

@@ -30,8 +30,18 @@ void setAddress(plant::Link& link, const std::string& text) {
   link.desPort = address->port;
 }
 
+std::int32_t portOf(const plant::Link& link) {
+  return link.desPort == 0 ? bacnet::kStandardPort : link.desPort;
+}
+
 bool isSamePlace(const plant::Link& a, const plant::Link& b) {
-  return a.ip == b.ip && a.network == b.network && a.virtualMac == b.virtualMac;
+  return a.mode == b.mode && a.ip == b.ip && portOf(a) == portOf(b) && a.network == b.network &&
+         a.virtualMac == b.virtualMac;
+}
+
+// A DeviceId of 0 tells none, as one beyond the largest does.
+bool hasDeviceId(const plant::Link& link) {
+  return link.deviceId > 0 && link.deviceId < static_cast<std::int32_t>(bacnet::kLargestInstance);
 }
 
 }  // namespace
@@ -62,7 +72,10 @@ plant::Link linkTo(const Record& device) {
 std::int32_t numberOf(const plant::Link& link, bool isDuplicate, const std::map<std::int32_t, plant::Link>& links,
                       std::int32_t first) {
   for (const auto& [number, each] : links) {
-    if (each.deviceId == link.deviceId && (!isDuplicate || isSamePlace(each, link))) return number;
+    if (hasDeviceId(each) && each.deviceId == link.deviceId && (!isDuplicate || isSamePlace(each, link))) return number;
+  }
+  for (const auto& [number, each] : links) {
+    if (!hasDeviceId(each) && link.mode != kThroughBbmd && isSamePlace(each, link)) return number;
   }
   while (links.count(first) > 0) ++first;
   return first;

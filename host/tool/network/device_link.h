@@ -14,7 +14,8 @@ namespace tool {
 plant::Link linkTo(const Record& device);
 
 /// The number of the link in `links` that leads to the same device; otherwise the first free one from `first` on. One
-/// of a device whose instance another one has, too, is known by its address as well.
+/// of a device whose instance another one has, too, is known by its address as well, one without `DeviceId` by its
+/// address alone.
 std::int32_t numberOf(const plant::Link& link, bool isDuplicate, const std::map<std::int32_t, plant::Link>& links,
                       std::int32_t first);
 
