@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "bacnet/number/names.h"
@@ -30,6 +31,12 @@ struct ExportOptions {
 constexpr const char* kStandardOutput = "-";
 constexpr const char* kEdeEnding = "_EDE.csv";
 constexpr const char* kObjectTypesEnding = "_ObjTypes.csv";
+
+void requireNew(const std::string& file) {
+  std::error_code unknown;
+  if (std::filesystem::exists(file, unknown))
+    throw CFailure(ExitStatus::kUsage, file + ": there is such a file already", "name another one, or take --force");
+}
 
 void write(const std::string& file, const std::string& text, bool isForced) {
   std::string error;
@@ -71,6 +78,7 @@ ExitStatus exportEde(const Options& options, const ExportOptions& own) {
   const plant::EdeHead head = {std::filesystem::path(name).filename().string(),
                                fmt::format("{:%Y-%m-%d}", fmt::localtime(now))};
   const plant::EdeText text = plant::toEde(readLinks(options), head, typeName);
+  if (!own.isForced) requireNew(name + kObjectTypesEnding);  // both or none
   write(own.file, text.list, own.isForced);
   write(name + kObjectTypesEnding, text.objectTypes, own.isForced);
   say(fmt::format("{}: {} objects", own.file, text.objects));
