@@ -125,7 +125,9 @@ TableRow rowOf(const CsvRow& source, const CellPositions& positions) {
     throw BadCell("record '" + record + "' is neither link nor point");
   row.isLink = record == kLinkRecord;
   row.link.linkId = 1;
-  take(cell(source, positions, "link"), row.link.linkId);
+  const std::string link = cell(source, positions, "link");
+  take(link, row.link.linkId);
+  if (row.link.linkId < 0) throw BadCell("'" + link + "' is no link's number");
   for (const TableColumn& column : columns()) {
     if (column.isOfLink != row.isLink) continue;
     try {

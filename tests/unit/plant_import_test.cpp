@@ -309,12 +309,12 @@ TEST_F(PlantImport, ATableAddsAndUpdatesAndTellsWhatIsWrong) {
     return lines;
   };
   EXPECT_TRUE(plant::isTable("\n;;\nRegId;x\n") && !plant::isTable(kHead));
-  EXPECT_THAT(
-      import("regId;name;propId;instance;link;priorityReset\n5;A[2];85;1;2;TRUE\n;B;85;2;2;\n5;C;85;3;2;\n"
-             "x;D;85;1;2;\n7;E;8 5;1;2;\n8;F;85;1;2;maybe\n",
-             false),
-      ElementsAre("2 A[2] 0", "3 B 0", "4  -1: RegId 5 once more", "5  -1: regId 'x' is no whole number",
-                  "6  -1: propId '8 5' is no whole number", "7  -1: priorityReset 'maybe' is not true or false"));
+  EXPECT_THAT(import("regId;name;propId;instance;link;priorityReset\n5;A[2];85;1;2;TRUE\n;B;85;2;2;\n5;C;85;3;2;\n"
+                     "x;D;85;1;2;\n7;E;8 5;1;2;\n8;F;85;1;2;maybe\n9;G;85;1;-1;\n",
+                     false),
+              ElementsAre("2 A[2] 0", "3 B 0", "4  -1: RegId 5 once more", "5  -1: regId 'x' is no whole number",
+                          "6  -1: propId '8 5' is no whole number", "7  -1: priorityReset 'maybe' is not true or false",
+                          "8  -1: '-1' is no link's number"));
   EXPECT_EQ(links().at(0).points.at(1).regId, 6);
   const std::string changed = "regId,name,propId,instance,link,priorityReset\n5,A[2],85,9,2,true\n";
   EXPECT_THAT(import(changed, false), ElementsAre("2 A[2] 3: the project has it otherwise, and keeps it"));
