@@ -314,6 +314,10 @@ TEST_F(Commissioning, ALinkHasTheRouteToItsDevice) {
                                               object);
   ASSERT_EQ(run("make-project " + dir + "routed.json " + dir + "foreign.json").status, 0);
   EXPECT_EQ(run("check --strict").status, 0) << run("check").out;
+  tool_.project.dir.write("part.json", R"({"problem":"no answer","device":{"device":77,"address":"192.0.2.1:47808",)"
+                                       R"("network":5,"mac":"0c","name":"","note":""},)" +
+                                           object);
+  EXPECT_EQ(run("make-project " + dir + "part.json").status, 7);  // a list that was saved as far as it was told
   EXPECT_EQ(run("--format csv links").out,
             "link,ip,desPort,deviceId,mode,network,points\n1,192.0.2.1,47808,77,1,5,1\n2,192.0.2.3,47808,78,2,0,1\n");
   const std::string xml = support::readFile(dir + "BACnetLabel.xml");

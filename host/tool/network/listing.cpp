@@ -22,16 +22,20 @@ std::string lineOf(const Record& record) {
   return record.dump(-1, ' ', false, Record::error_handler_t::replace);
 }
 
+// No number of BACnet's in a list is larger.
+bool isNumber(const Record& record, const char* key) {
+  return record.contains(key) && record[key].is_number_unsigned() &&
+         record[key].get<std::uint64_t>() <= bacnet::kLargestInstance;
+}
+
 bool isObject(const Record& record) {
-  const auto isNumber = [&](const char* key) { return record.contains(key) && record[key].is_number_unsigned(); };
-  return record.is_object() && isNumber("type") && isNumber("instance") && record.contains("name") &&
+  return record.is_object() && isNumber(record, "type") && isNumber(record, "instance") && record.contains("name") &&
          record.contains("commandable") && record["commandable"].is_boolean();
 }
 
 bool isDevice(const Record& record) {
   const auto isText = [&](const char* key) { return record.contains(key) && record[key].is_string(); };
-  return record.is_object() && isText("name") && isText("note") && record.contains("device") &&
-         record["device"].is_number_unsigned() && isText("address");
+  return record.is_object() && isText("name") && isText("note") && isNumber(record, "device") && isText("address");
 }
 
 }  // namespace
@@ -80,7 +84,9 @@ std::string toText(const Listing& listing) {
   std::string text = "{\"device\":" + lineOf(listing.device) + ",\n\"objects\":[";
   for (const Record& object : listing.objects)
     text += (&object == listing.objects.data() ? "\n" : ",\n") + lineOf(object);
-  return text + "\n]}\n";
+  text += "\n]";
+  if (!listing.problem.empty()) text += ",\n\"problem\":" + lineOf(listing.problem);
+  return text + "}\n";
 }
 
 std::optional<Listing> parseListing(const std::string& text, std::string& error) {
@@ -90,7 +96,8 @@ std::optional<Listing> parseListing(const std::string& text, std::string& error)
     error = "it is no list that 'hmi-host objects --save' wrote";
     return std::nullopt;
   }
-  Listing listing{whole["device"], whole["objects"], ""};
+  const bool hasProblem = whole.contains("problem") && whole["problem"].is_string();
+  Listing listing{whole["device"], whole["objects"], hasProblem ? whole["problem"].get<std::string>() : ""};
   const auto broken = std::find_if_not(listing.objects.begin(), listing.objects.end(), isObject);
   if (broken == listing.objects.end()) return listing;
   error =

@@ -90,7 +90,9 @@ std::vector<Record> changesBetween(const Listing& before, const Listing& now) {
     then.erase(key);
     fresh.erase(moved->second);
   }
-  for (const auto& [key, object] : fresh) changes.push_back(changeOf(*object, "added"));
+  for (const auto& [key, object] : fresh) {
+    if (before.problem.empty()) changes.push_back(changeOf(*object, "added"));
+  }
   if (!now.problem.empty()) return changes;
   for (const auto& [key, object] : then) changes.push_back(changeOf(*object, "gone"));
   return changes;
