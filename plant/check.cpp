@@ -114,6 +114,11 @@ std::int32_t checkProject(const std::string& path, std::vector<Problem>& problem
     else
       checkSymbols(element, number, links[number], collector);
   }
+  if (links.empty()) {
+    collector.enter(std::nullopt, "ProjectInfo");
+    collector.warning(document.projectInfo(), "the project has no link",
+                      "add BACnet and Symbols elements with a LinkID");
+  }
   CDeviceCheck devices;
   for (const auto& [number, link] : links) {
     checkWhole(number, link, collector);
