@@ -86,19 +86,22 @@ void planSlot(const plant::Point& point, PointPlan& plan) {
 PointPlan planPoint(const plant::Point& point, std::uint8_t defaultPriority) {
   PointPlan plan;
   if (!isNumbered(point)) plan.refused = ResultCode::kConfiguration;
-  const bacnet::ObjectId object{static_cast<bacnet::ObjectType>(point.objectType),
-                                static_cast<std::uint32_t>(point.instance)};
-  plan.read = {object, {static_cast<bacnet::PropertyId>(point.propId), std::nullopt}};
-  if (point.arrayIndex >= 0) plan.read.reference.index = static_cast<bacnet::ArrayIndex>(point.arrayIndex);
-  plan.write = plan.read;
+  plan.write = plan.read = addressOf(point);
   plan.isRelease = point.priorityReset;
 
   if (point.propId == property::kPriorityArray) planSlot(point, plan);
   if (point.propId == property::kPresentValue) {
     plan.isPresentValue = point.arrayIndex < 0;
-    if (plan.isRelease || isCommandable(object.type)) plan.priority = defaultPriority;
+    if (plan.isRelease || isCommandable(plan.read.object.type)) plan.priority = defaultPriority;
   }
   return plan;
+}
+
+bacnet::PropertyAddress addressOf(const plant::Point& point) {
+  const auto index =
+      point.arrayIndex < 0 ? std::nullopt : std::optional(static_cast<bacnet::ArrayIndex>(point.arrayIndex));
+  return {{static_cast<bacnet::ObjectType>(point.objectType), static_cast<std::uint32_t>(point.instance)},
+          {static_cast<bacnet::PropertyId>(point.propId), index}};
 }
 
 std::optional<ApplicationType> writtenType(bacnet::ObjectType object, const bacnet::PropertyReference& reference) {

@@ -26,6 +26,9 @@ struct PointPlan {
 /// `defaultPriority` is for plain writes to the present value of a commandable object.
 PointPlan planPoint(const plant::Point& point, std::uint8_t defaultPriority);
 
+/// The property that a point names, whether or not there can be such a one.
+bacnet::PropertyAddress addressOf(const plant::Point& point);
+
 /// Bits of a BIT STRING that a number can hold.
 constexpr std::size_t kIntegerBits = 64;
 

@@ -8,6 +8,7 @@
 #include "bacnet/number/object_types.h"
 #include "bacnet/number/properties.h"
 #include "bacnet/number/services.h"
+#include "binding/point_plan.h"
 #include "host/tool/examine/device_examination.h"
 #include "host/tool/failure.h"
 #include "host/tool/network/trial_subscription.h"
@@ -27,15 +28,8 @@ Finding skipped(const std::string& detail) {
   return {Verdict::kSkipped, detail, "", ExitStatus::kWell};
 }
 
-bacnet::PropertyAddress propertyAddressOf(const plant::Point& point) {
-  const auto index =
-      point.arrayIndex < 0 ? std::nullopt : std::optional(static_cast<bacnet::ArrayIndex>(point.arrayIndex));
-  return {{static_cast<bacnet::ObjectType>(point.objectType), static_cast<std::uint32_t>(point.instance)},
-          {static_cast<bacnet::PropertyId>(point.propId), index}};
-}
-
 std::string textOf(const plant::Point& point) {
-  const auto address = propertyAddressOf(point);
+  const auto address = binding::addressOf(point);
   const auto name = bacnet::kPropertyNames.name(address.reference.property);
   return fmt::format("{} ({} {})", point.fullName(), bacnet::objectText(address.object),
                      name.empty() ? std::to_string(address.reference.property) : std::string(name));
@@ -130,7 +124,7 @@ std::vector<bacnet::ReadItem> CDeviceExamination::itemsOf(std::size_t most) cons
   for (const plant::Point& point : link_.points) {
     if (items.size() == most) break;
     const bool isText = point.type == plant::DataType::kString;
-    items.push_back({propertyAddressOf(point), isText ? kOctetsOfText : static_cast<std::size_t>(point.size) + 1});
+    items.push_back({binding::addressOf(point), isText ? kOctetsOfText : static_cast<std::size_t>(point.size) + 1});
   }
   return items;
 }
@@ -177,7 +171,7 @@ Finding CDeviceExamination::subscribe() {
 
   const bool isConfirmed = settings_->changes == binding::LinkSettings::Changes::kConfirmed;
   const std::string which = textOf(*point);
-  CTrialSubscription trial(*station_, *place_, propertyAddressOf(*point).object, isConfirmed);
+  CTrialSubscription trial(*station_, *place_, binding::addressOf(*point).object, isConfirmed);
   if (const auto failure = trial.subscribe()) {
     if (isSilent(*failure)) return fallenSilent(which);
     return warning(fmt::format("{}: {}", which, bacnet::failureText(*failure)),

@@ -130,9 +130,8 @@ std::optional<Discrepancy> loss(const plant::Point& point, const bacnet::Values&
 // The helper writes by the standard's type.
 std::optional<Discrepancy> oddity(const plant::Point& point, const bacnet::Values& values) {
   const auto type = bacnet::typeOf(values);
-  bacnet::PropertyReference reference{static_cast<bacnet::PropertyId>(point.propId), std::nullopt};
-  if (point.arrayIndex >= 0) reference.index = static_cast<bacnet::ArrayIndex>(point.arrayIndex);
-  const auto usual = binding::writtenType(static_cast<bacnet::ObjectType>(point.objectType), reference);
+  const bacnet::PropertyAddress address = binding::addressOf(point);
+  const auto usual = binding::writtenType(address.object.type, address.reference);
   if (!type || !usual || *type == *usual) return std::nullopt;
   return warning(
       fmt::format("the device's value is of type {}, the standard's of type {}", nameOf(*type), nameOf(*usual)),
